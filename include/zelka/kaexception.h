@@ -1,0 +1,91 @@
+#ifndef ZELKA_KAEXCEPTION_H
+#define ZELKA_KAEXCEPTION_H
+
+#include <cstdarg>
+#include <utility>
+#include "kacodes.h"
+#include "kaobject.h"
+
+class CKaError;
+
+// Every failure of the library is thrown as one of these. Catch CKaException& and ask getCode()
+// for the HRESULT or getError() for an error object: both work for either concrete class.
+class ZELKA_API CKaException
+{
+public:
+    virtual ~CKaException();
+    virtual long getCode() const = 0;
+    // A new error object carrying getCode(); every call makes a new one.
+    virtual CKaRef<CKaError> getError() const;
+};
+
+class ZELKA_API CKaCodeException : public CKaException
+{
+public:
+    explicit CKaCodeException(long code);
+    long getCode() const override;
+
+private:
+    long m_code;
+};
+
+class ZELKA_API CKaErrorException : public CKaException
+{
+public:
+    // A null error throws CKaCodeException(E_POINTER) instead.
+    explicit CKaErrorException(CKaRef<CKaError> error);
+    long getCode() const override;
+    // The very error object the exception was built with.
+    CKaRef<CKaError> getError() const override;
+
+private:
+    CKaRef<CKaError> m_error;
+};
+
+// The creatable form of an error class. Today it only counts through CKaObject; it is the place
+// where an error's COM face (QueryInterface and the dispatch interface) attaches, so callers
+// that create errors through it need no change when that face exists.
+template <class T>
+class CKaComObject final : public T
+{
+public:
+    template <class... Args>
+    explicit CKaComObject(Args&&... args) : T(std::forward<Args>(args)...) {}
+};
+
+// An error record: an HRESULT in a counted object that can travel with an exception.
+class ZELKA_API CKaError : public CKaObject
+{
+public:
+    // Creates an error (always inside its creatable wrapper).
+    static CKaRef<CKaError> Build(long code);
+
+    CKaString getObjectTypeInfo() override;
+    // Throws CKaErrorException holding this very error.
+    [[noreturn]] virtual void Throw();
+    virtual bool DoesInterfaceSupportErrorInfo(const GUID& iid);
+
+    long getCode() const;
+    static CKaString GetClassTypeId();
+    CKaString getClassTypeId();
+
+protected:
+    explicit CKaError(long code);
+
+private:
+    long m_code;
+};
+
+// FormatMessageW inserts ("%1", "%2!d!"), not printf conversions.
+ZELKA_API CKaString KaFormatMessage(CKaString format, ...);
+ZELKA_API CKaString KaFormatMessageV(CKaString format, va_list args);
+
+// The HRESULT of a Win32 error: a positive value v gives (v & 0xFFFF) | 0x80070000; zero and
+// negative values (already HRESULTs) stand as they are.
+ZELKA_API long KaHResultFromWin32(long error);
+// Throws CKaCodeException with KaHResultFromWin32(error).
+[[noreturn]] ZELKA_API void KaThrowWin32Error(long error);
+// Throws the calling thread's GetLastError() as above.
+[[noreturn]] ZELKA_API void KaThrowLastError();
+
+#endif

@@ -1,0 +1,15 @@
+#ifndef ZELKA_ZELKA_H
+#define ZELKA_ZELKA_H
+
+// Everything an application of zelka130.dll uses.
+#include "kaexport.h"
+#include "kacodes.h"
+#include "karef.h"
+#include "kastringtraits.h"
+#include "kastring.h"
+#include "kaobject.h"
+#include "kaexception.h"
+#include "kainterfaceids.h"
+#include "kaversion.h"
+
+#endif

@@ -1,0 +1,407 @@
+#include "zelka/kastring.h"
+#include <cstdint>
+#include <cstring>
+#include <cwchar>
+#include "zelka/kaexception.h"
+
+namespace {
+
+void CopyChars(wchar_t* target, const wchar_t* source, unsigned long count)
+{
+    if (count) std::memmove(target, source, count * sizeof(wchar_t));
+}
+
+unsigned long TextLength(const wchar_t* text)
+{
+    return text ? CKaStringTraits::Length(text) : 0;
+}
+
+} // namespace
+
+// ---- block handling -------------------------------------------------------------------------
+
+TKaStringData* CKaString::Data(const wchar_t* text)
+{
+    // A string without a block reads as "" everywhere.
+    if (!text) return CKaStringTraits::EmptyData();
+    return reinterpret_cast<TKaStringData*>(const_cast<wchar_t*>(text)) - 1;
+}
+
+TKaStringData* CKaString::Data() const
+{
+    return Data(m_text);
+}
+
+TKaStringData* CKaString::NewData(unsigned long capacity, long lockState)
+{
+    if (capacity == 0 && lockState == 0) return CKaStringTraits::EmptyData();
+    if (capacity == 0xFFFFFFFF) throw CKaCodeException(E_OUTOFMEMORY); // no room for the 0
+    TKaStringData* data = CKaStringTraits::AllocateData(capacity + 1);
+    data->refCount = 0;
+    data->capacity = capacity;
+    data->lockState = lockState;
+    data->length = 0;
+    CKaStringTraits::DataText(data)[0] = 0;
+    return data;
+}
+
+void CKaString::TakeData(TKaStringData* data)
+{
+    if (data != CKaStringTraits::EmptyData()) InterlockedIncrement(&data->refCount);
+}
+
+void CKaString::DropData(TKaStringData* data)
+{
+    if (data == CKaStringTraits::EmptyData()) return;
+    if (InterlockedDecrement(&data->refCount) < 1) CKaStringTraits::FreeData(data);
+}
+
+void CKaString::SetDataLength(TKaStringData* data, unsigned long length)
+{
+    if (data == CKaStringTraits::EmptyData()) return;
+    data->length = length;
+    CKaStringTraits::DataText(data)[length] = 0;
+}
+
+bool CKaString::IsWritableInPlace(const TKaStringData* data, unsigned long capacity)
+{
+    return capacity <= data->capacity && (data->refCount == 1 || data->lockState != 0);
+}
+
+void CKaString::Replace(TKaStringData* data)
+{
+    TKaStringData* old = Data();
+    TakeData(data);
+    m_text = CKaStringTraits::DataText(data);
+    DropData(old);
+}
+
+void CKaString::Rebuild(unsigned long capacity, long lockState, unsigned long index,
+                        unsigned long removed, unsigned long inserted)
+{
+    TKaStringData* old = Data();
+    const wchar_t* text = CKaStringTraits::DataText(old);
+    const unsigned long tail = old->length - index - removed;
+    TKaStringData* data = NewData(capacity, lockState);
+    wchar_t* target = CKaStringTraits::DataText(data);
+    CopyChars(target, text, index);
+    CopyChars(target + index + inserted, text + index + removed, tail);
+    SetDataLength(data, index + inserted + tail);
+    Replace(data);
+}
+
+wchar_t* CKaString::Splice(unsigned long index, unsigned long removed, unsigned long inserted)
+{
+    TKaStringData* data = Data();
+    const unsigned long kept = data->length - removed;
+    if (inserted > 0xFFFFFFFE - kept) throw CKaCodeException(E_OUTOFMEMORY);
+    const unsigned long length = kept + inserted;
+    if (IsWritableInPlace(data, length)) {
+        wchar_t* text = CKaStringTraits::DataText(data);
+        CopyChars(text + index + inserted, text + index + removed, kept - index);
+        SetDataLength(data, length);
+    } else {
+        if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+        Rebuild(length, data->lockState, index, removed, inserted);
+    }
+    return m_text + index;
+}
+
+void CKaString::SpliceText(unsigned long index, unsigned long removed, const wchar_t* text,
+                           unsigned long count)
+{
+    const TKaStringData* data = Data();
+    const auto at = reinterpret_cast<std::uintptr_t>(text);
+    const auto begin = reinterpret_cast<std::uintptr_t>(m_text);
+    if (count && data != CKaStringTraits::EmptyData() && at >= begin &&
+        at <= begin + data->capacity * sizeof(wchar_t)) {
+        // The text lives in this very block, which the splice may move or overwrite.
+        CKaString copy(text, count);
+        SpliceText(index, removed, copy.m_text, count);
+        return;
+    }
+    CopyChars(Splice(index, removed, count), text, count);
+}
+
+// ---- construction and assignment ------------------------------------------------------------
+
+CKaString::CKaString() : m_text(CKaStringTraits::DataText(CKaStringTraits::EmptyData())) {}
+
+CKaString::CKaString(const CKaString& other) : CKaString()
+{
+    SetText(other);
+}
+
+CKaString::CKaString(const wchar_t* text) : CKaString()
+{
+    SetText(text);
+}
+
+CKaString::CKaString(const wchar_t* text, unsigned long count) : CKaString()
+{
+    SetText(text, count);
+}
+
+CKaString::CKaString(wchar_t ch, unsigned long count) : CKaString()
+{
+    SetText(ch, count);
+}
+
+CKaString::~CKaString()
+{
+    DropData(Data());
+}
+
+CKaString& CKaString::operator=(const CKaString& other)
+{
+    SetText(other);
+    return *this;
+}
+
+CKaString& CKaString::operator=(const wchar_t* text)
+{
+    SetText(text);
+    return *this;
+}
+
+void CKaString::SetText(const CKaString& other)
+{
+    TKaStringData* mine = Data();
+    TKaStringData* theirs = other.Data();
+    if (mine == theirs) return;
+    if (mine->lockState == 0 && theirs->lockState == 0) {
+        Replace(theirs);
+        return;
+    }
+    // A locked block is never shared: the characters are copied instead.
+    SetText(other.m_text ? other.m_text : CKaStringTraits::Empty(), theirs->length);
+}
+
+void CKaString::SetText(const wchar_t* text)
+{
+    SetText(text, TextLength(text));
+}
+
+void CKaString::SetText(const wchar_t* text, unsigned long count)
+{
+    if (!text) count = 0;
+    TKaStringData* data = Data();
+    if (count == 0 && data->length == 0) return;
+    SpliceText(0, data->length, text, count);
+}
+
+void CKaString::SetText(wchar_t ch, unsigned long count)
+{
+    TKaStringData* data = Data();
+    if (count == 0 && data->length == 0) return;
+    wchar_t* target = Splice(0, data->length, count);
+    for (unsigned long i = 0; i < count; ++i) target[i] = ch;
+}
+
+// ---- reading, comparison, search ------------------------------------------------------------
+
+unsigned long CKaString::getLength() const
+{
+    return Data()->length;
+}
+
+unsigned long CKaString::getCapacity() const
+{
+    return Data()->capacity;
+}
+
+bool CKaString::getIsEmpty() const
+{
+    return Data()->length == 0;
+}
+
+const wchar_t* CKaString::getSz() const
+{
+    return m_text ? m_text : CKaStringTraits::Empty();
+}
+
+CKaString::operator const wchar_t*() const
+{
+    return getSz();
+}
+
+long CKaString::Compare(const wchar_t* other) const
+{
+    return CKaStringTraits::Compare(getSz(), other ? other : CKaStringTraits::Empty());
+}
+
+long CKaString::CompareNoCase(const wchar_t* other) const
+{
+    return CKaStringTraits::CompareNoCase(getSz(), other ? other : CKaStringTraits::Empty());
+}
+
+long CKaString::Collate(const wchar_t* other) const
+{
+    return CKaStringTraits::Collate(getSz(), other ? other : CKaStringTraits::Empty());
+}
+
+long CKaString::CollateNoCase(const wchar_t* other) const
+{
+    return CKaStringTraits::CollateNoCase(getSz(), other ? other : CKaStringTraits::Empty());
+}
+
+void CKaString::CheckIndex(unsigned long index) const
+{
+    if (index > getLength()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+}
+
+bool CKaString::Find(wchar_t ch, unsigned long& pos) const
+{
+    return Find(ch, 0, pos);
+}
+
+bool CKaString::Find(wchar_t ch, unsigned long from, unsigned long& pos) const
+{
+    CheckIndex(from);
+    const unsigned long length = getLength();
+    const wchar_t* found = from < length ? CKaStringTraits::Find(getSz() + from, ch) : nullptr;
+    pos = found ? static_cast<unsigned long>(found - getSz()) : length;
+    return found != nullptr;
+}
+
+CKaString CKaString::Left(unsigned long count) const
+{
+    if (count > getLength()) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    return count == getLength() ? *this : CKaString(getSz(), count);
+}
+
+void CKaString::Append(const CKaString& text)
+{
+    SpliceText(getLength(), 0, text.getSz(), text.getLength());
+}
+
+void CKaString::Append(const wchar_t* text)
+{
+    Append(text, TextLength(text));
+}
+
+void CKaString::Append(const wchar_t* text, unsigned long count)
+{
+    if (text && count) SpliceText(getLength(), 0, text, count);
+}
+
+// ---- storage --------------------------------------------------------------------------------
+
+void CKaString::Grow(unsigned long capacity)
+{
+    TKaStringData* data = Data();
+    if (data->capacity >= capacity) return;
+    if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+    Rebuild(capacity, data->lockState, data->length, 0, 0);
+}
+
+void CKaString::Shrink(unsigned long capacity)
+{
+    TKaStringData* data = Data();
+    if (data->capacity <= capacity) return;
+    if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+    if (capacity < data->length) throw CKaCodeException(KA_E_LENGTH_BEYOND_CAPACITY);
+    Rebuild(capacity, data->lockState, data->length, 0, 0);
+}
+
+void CKaString::ShrinkToFit()
+{
+    Shrink(getLength());
+}
+
+wchar_t* CKaString::Unshare()
+{
+    return UnshareGrow(0);
+}
+
+wchar_t* CKaString::UnshareGrow(unsigned long capacity)
+{
+    TKaStringData* data = Data();
+    if (capacity < data->length) capacity = data->length;
+    if (!IsWritableInPlace(data, capacity)) {
+        if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+        Rebuild(capacity, data->lockState, data->length, 0, 0);
+    }
+    return m_text;
+}
+
+void CKaString::LockData(long lockState, unsigned long capacity)
+{
+    TKaStringData* data = Data();
+    if (data->lockState != 0) throw CKaCodeException(KA_E_ALREADY_LOCKED);
+    if (capacity < data->length) capacity = data->length;
+    if (IsWritableInPlace(data, capacity)) {
+        data->lockState = lockState;
+    } else {
+        // The new block is born locked, so even an empty string gets a block of its own.
+        Rebuild(capacity, lockState, data->length, 0, 0);
+    }
+}
+
+wchar_t* CKaString::Lock(bool inPlace)
+{
+    return LockGrow(getCapacity(), inPlace);
+}
+
+wchar_t* CKaString::LockGrow(unsigned long capacity, bool inPlace)
+{
+    LockData(inPlace ? 2 : 1, capacity);
+    return m_text;
+}
+
+TKaStringData* CKaString::LockedData() const
+{
+    TKaStringData* data = Data();
+    if (data->lockState == 0) throw CKaCodeException(KA_E_NOT_LOCKED);
+    return data;
+}
+
+void CKaString::Unlock(unsigned long length)
+{
+    TKaStringData* data = LockedData();
+    if (length > data->capacity) throw CKaCodeException(KA_E_LENGTH_BEYOND_CAPACITY);
+    SetDataLength(data, length);
+    data->lockState = 0;
+}
+
+void CKaString::UnlockKeepLength()
+{
+    TKaStringData* data = LockedData();
+    SetDataLength(data, data->length);
+    data->lockState = 0;
+}
+
+void CKaString::UnlockFindNull()
+{
+    TKaStringData* data = LockedData();
+    // The owner may have written without a terminator: look no further than the capacity.
+    SetDataLength(data, static_cast<unsigned long>(wcsnlen(m_text, data->capacity)));
+    data->lockState = 0;
+}
+
+void CKaString::setLength(unsigned long length)
+{
+    const unsigned long current = getLength();
+    if (length >= current) {
+        Splice(current, 0, length - current);
+    } else {
+        Splice(length, current - length, 0);
+    }
+}
+
+void CKaString::SetLengthFill(unsigned long length, wchar_t ch)
+{
+    const unsigned long current = getLength();
+    setLength(length);
+    for (unsigned long i = current; i < length; ++i) m_text[i] = ch;
+}
+
+void CKaString::Clear()
+{
+    TKaStringData* data = Data();
+    if (data->refCount == 1 || data->lockState != 0) {
+        SetDataLength(data, 0);
+    } else {
+        Replace(CKaStringTraits::EmptyData());
+    }
+}
