@@ -15,4 +15,7 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
 fi
 wineserver -p
 trap 'wineserver -k >/dev/null 2>&1' EXIT
+# Start the prefix's background services here, detached from CTest: started by the first test
+# instead, they would inherit its output pipes and CTest would wait for them forever.
+wine wineboot >/dev/null 2>&1 </dev/null
 cd "$build" && ctest --output-on-failure "$@"
