@@ -1,22 +1,12 @@
 #include "zelka/kastring.h"
 #include <cstdint>
-#include <cstring>
 #include <cwchar>
 #include "zelka/kaexception.h"
+#include "kastring_internal.h"
 
-namespace {
-
-void CopyChars(wchar_t* target, const wchar_t* source, unsigned long count)
-{
-    if (count) std::memmove(target, source, count * sizeof(wchar_t));
-}
-
-unsigned long TextLength(const wchar_t* text)
-{
-    return text ? CKaStringTraits::Length(text) : 0;
-}
-
-} // namespace
+using KaStringDetail::CopyChars;
+using KaStringDetail::FillChars;
+using KaStringDetail::TextLength;
 
 // ---- block handling -------------------------------------------------------------------------
 
@@ -98,8 +88,10 @@ wchar_t* CKaString::Splice(unsigned long index, unsigned long removed, unsigned 
     const unsigned long length = kept + inserted;
     if (IsWritableInPlace(data, length)) {
         wchar_t* text = CKaStringTraits::DataText(data);
-        CopyChars(text + index + inserted, text + index + removed, kept - index);
-        SetDataLength(data, length);
+        if (removed != inserted) {
+            CopyChars(text + index + inserted, text + index + removed, kept - index);
+            SetDataLength(data, length);
+        }
     } else {
         if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
         Rebuild(length, data->lockState, index, removed, inserted);
@@ -110,17 +102,22 @@ wchar_t* CKaString::Splice(unsigned long index, unsigned long removed, unsigned 
 void CKaString::SpliceText(unsigned long index, unsigned long removed, const wchar_t* text,
                            unsigned long count)
 {
-    const TKaStringData* data = Data();
-    const auto at = reinterpret_cast<std::uintptr_t>(text);
-    const auto begin = reinterpret_cast<std::uintptr_t>(m_text);
-    if (count && data != CKaStringTraits::EmptyData() && at >= begin &&
-        at <= begin + data->capacity * sizeof(wchar_t)) {
+    if (count && IsOwnText(text)) {
         // The text lives in this very block, which the splice may move or overwrite.
         CKaString copy(text, count);
         SpliceText(index, removed, copy.m_text, count);
         return;
     }
     CopyChars(Splice(index, removed, count), text, count);
+}
+
+bool CKaString::IsOwnText(const wchar_t* text) const
+{
+    const TKaStringData* data = Data();
+    const auto at = reinterpret_cast<std::uintptr_t>(text);
+    const auto begin = reinterpret_cast<std::uintptr_t>(m_text);
+    return data != CKaStringTraits::EmptyData() && at >= begin &&
+           at <= begin + data->capacity * sizeof(wchar_t);
 }
 
 // ---- construction and assignment ------------------------------------------------------------
@@ -194,8 +191,7 @@ void CKaString::SetText(wchar_t ch, unsigned long count)
 {
     TKaStringData* data = Data();
     if (count == 0 && data->length == 0) return;
-    wchar_t* target = Splice(0, data->length, count);
-    for (unsigned long i = 0; i < count; ++i) target[i] = ch;
+    FillChars(Splice(0, data->length, count), ch, count);
 }
 
 // ---- reading, comparison, search ------------------------------------------------------------
@@ -248,41 +244,6 @@ long CKaString::CollateNoCase(const wchar_t* other) const
 void CKaString::CheckIndex(unsigned long index) const
 {
     if (index > getLength()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-}
-
-bool CKaString::Find(wchar_t ch, unsigned long& pos) const
-{
-    return Find(ch, 0, pos);
-}
-
-bool CKaString::Find(wchar_t ch, unsigned long from, unsigned long& pos) const
-{
-    CheckIndex(from);
-    const unsigned long length = getLength();
-    const wchar_t* found = from < length ? CKaStringTraits::Find(getSz() + from, ch) : nullptr;
-    pos = found ? static_cast<unsigned long>(found - getSz()) : length;
-    return found != nullptr;
-}
-
-CKaString CKaString::Left(unsigned long count) const
-{
-    if (count > getLength()) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
-    return count == getLength() ? *this : CKaString(getSz(), count);
-}
-
-void CKaString::Append(const CKaString& text)
-{
-    SpliceText(getLength(), 0, text.getSz(), text.getLength());
-}
-
-void CKaString::Append(const wchar_t* text)
-{
-    Append(text, TextLength(text));
-}
-
-void CKaString::Append(const wchar_t* text, unsigned long count)
-{
-    if (text && count) SpliceText(getLength(), 0, text, count);
 }
 
 // ---- storage --------------------------------------------------------------------------------
@@ -393,7 +354,7 @@ void CKaString::SetLengthFill(unsigned long length, wchar_t ch)
 {
     const unsigned long current = getLength();
     setLength(length);
-    for (unsigned long i = current; i < length; ++i) m_text[i] = ch;
+    if (length > current) FillChars(m_text + current, ch, length - current);
 }
 
 void CKaString::Clear()
