@@ -5,16 +5,17 @@
 #include "kastring_internal.h"
 
 using KaStringDetail::CopyChars;
+using KaStringDetail::CopyText;
+using KaStringDetail::EmptyBlock;
 using KaStringDetail::FillChars;
+using KaStringDetail::TextOf;
 using KaStringDetail::TextLength;
 
 // ---- block handling -------------------------------------------------------------------------
 
 TKaStringData* CKaString::Data(const wchar_t* text)
 {
-    // A string without a block reads as "" everywhere.
-    if (!text) return CKaStringTraits::EmptyData();
-    return reinterpret_cast<TKaStringData*>(const_cast<wchar_t*>(text)) - 1;
+    return KaStringDetail::BlockOf(text);
 }
 
 TKaStringData* CKaString::Data() const
@@ -24,33 +25,33 @@ TKaStringData* CKaString::Data() const
 
 TKaStringData* CKaString::NewData(unsigned long capacity, long lockState)
 {
-    if (capacity == 0 && lockState == 0) return CKaStringTraits::EmptyData();
+    if (capacity == 0 && lockState == 0) return EmptyBlock();
     if (capacity == 0xFFFFFFFF) throw CKaCodeException(E_OUTOFMEMORY); // no room for the 0
     TKaStringData* data = CKaStringTraits::AllocateData(capacity + 1);
     data->refCount = 0;
     data->capacity = capacity;
     data->lockState = lockState;
     data->length = 0;
-    CKaStringTraits::DataText(data)[0] = 0;
+    TextOf(data)[0] = 0;
     return data;
 }
 
 void CKaString::TakeData(TKaStringData* data)
 {
-    if (data != CKaStringTraits::EmptyData()) InterlockedIncrement(&data->refCount);
+    if (data != EmptyBlock()) InterlockedIncrement(&data->refCount);
 }
 
 void CKaString::DropData(TKaStringData* data)
 {
-    if (data == CKaStringTraits::EmptyData()) return;
+    if (data == EmptyBlock()) return;
     if (InterlockedDecrement(&data->refCount) < 1) CKaStringTraits::FreeData(data);
 }
 
 void CKaString::SetDataLength(TKaStringData* data, unsigned long length)
 {
-    if (data == CKaStringTraits::EmptyData()) return;
+    if (data == EmptyBlock()) return;
     data->length = length;
-    CKaStringTraits::DataText(data)[length] = 0;
+    TextOf(data)[length] = 0;
 }
 
 bool CKaString::IsWritableInPlace(const TKaStringData* data, unsigned long capacity)
@@ -62,7 +63,7 @@ void CKaString::Replace(TKaStringData* data)
 {
     TKaStringData* old = Data();
     TakeData(data);
-    m_text = CKaStringTraits::DataText(data);
+    m_text = TextOf(data);
     DropData(old);
 }
 
@@ -70,10 +71,10 @@ void CKaString::Rebuild(unsigned long capacity, long lockState, unsigned long in
                         unsigned long removed, unsigned long inserted)
 {
     TKaStringData* old = Data();
-    const wchar_t* text = CKaStringTraits::DataText(old);
+    const wchar_t* text = TextOf(old);
     const unsigned long tail = old->length - index - removed;
     TKaStringData* data = NewData(capacity, lockState);
-    wchar_t* target = CKaStringTraits::DataText(data);
+    wchar_t* target = TextOf(data);
     CopyChars(target, text, index);
     CopyChars(target + index + inserted, text + index + removed, tail);
     SetDataLength(data, index + inserted + tail);
@@ -87,7 +88,7 @@ wchar_t* CKaString::Splice(unsigned long index, unsigned long removed, unsigned 
     if (inserted > 0xFFFFFFFE - kept) throw CKaCodeException(E_OUTOFMEMORY);
     const unsigned long length = kept + inserted;
     if (IsWritableInPlace(data, length)) {
-        wchar_t* text = CKaStringTraits::DataText(data);
+        wchar_t* text = TextOf(data);
         if (removed != inserted) {
             CopyChars(text + index + inserted, text + index + removed, kept - index);
             SetDataLength(data, length);
@@ -108,7 +109,7 @@ void CKaString::SpliceText(unsigned long index, unsigned long removed, const wch
         SpliceText(index, removed, copy.m_text, count);
         return;
     }
-    CopyChars(Splice(index, removed, count), text, count);
+    CopyText(Splice(index, removed, count), text, count);
 }
 
 bool CKaString::IsOwnText(const wchar_t* text) const
@@ -116,13 +117,13 @@ bool CKaString::IsOwnText(const wchar_t* text) const
     const TKaStringData* data = Data();
     const auto at = reinterpret_cast<std::uintptr_t>(text);
     const auto begin = reinterpret_cast<std::uintptr_t>(m_text);
-    return data != CKaStringTraits::EmptyData() && at >= begin &&
+    return data != EmptyBlock() && at >= begin &&
            at <= begin + data->capacity * sizeof(wchar_t);
 }
 
 // ---- construction and assignment ------------------------------------------------------------
 
-CKaString::CKaString() : m_text(CKaStringTraits::DataText(CKaStringTraits::EmptyData())) {}
+CKaString::CKaString() : m_text(TextOf(EmptyBlock())) {}
 
 CKaString::CKaString(const CKaString& other) : CKaString()
 {
@@ -363,6 +364,6 @@ void CKaString::Clear()
     if (data->refCount == 1 || data->lockState != 0) {
         SetDataLength(data, 0);
     } else {
-        Replace(CKaStringTraits::EmptyData());
+        Replace(EmptyBlock());
     }
 }

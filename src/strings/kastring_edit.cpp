@@ -9,6 +9,7 @@
 
 using KaStringDetail::CopyChars;
 using KaStringDetail::FillChars;
+using KaStringDetail::LengthOf;
 using KaStringDetail::OrEmpty;
 using KaStringDetail::TextLength;
 
@@ -76,7 +77,8 @@ void CKaString::Insert(unsigned long index, const wchar_t* text)
 
 void CKaString::Insert(unsigned long index, const wchar_t* text, unsigned long count)
 {
-    CheckIndex(index);
+    // The length is read inline: appending piece by piece is this call in a loop.
+    if (index > LengthOf(m_text)) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
     if (text && count) SpliceText(index, 0, text, count);
 }
 
@@ -98,7 +100,7 @@ void CKaString::Append(const wchar_t* text)
 
 void CKaString::Append(const wchar_t* text, unsigned long count)
 {
-    Insert(getLength(), text, count);
+    Insert(LengthOf(m_text), text, count);
 }
 
 void CKaString::Append(wchar_t ch, unsigned long count)

@@ -6,17 +6,19 @@
 #include "kastring_internal.h"
 
 using KaStringDetail::CopyChars;
+using KaStringDetail::LengthOf;
 using KaStringDetail::OrEmpty;
 
 namespace {
 
-// A forward search from `from`. A start at the length finds nothing without searching.
+// A forward search from `from` in a string's own text pointer (null reads as ""). A start at the
+// length finds nothing without searching. The header is read inline: searches often sit in
+// inner loops, where a call per access shows.
 template <class Search>
-bool SearchFrom(const CKaString& s, unsigned long from, unsigned long& pos, Search search)
+bool SearchFrom(const wchar_t* text, unsigned long from, unsigned long& pos, Search search)
 {
-    const unsigned long length = s.getLength();
+    const unsigned long length = LengthOf(text);
     if (from > length) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    const wchar_t* text = s.getSz();
     const wchar_t* found = from < length ? search(text + from) : nullptr;
     pos = found ? static_cast<unsigned long>(found - text) : length;
     return found != nullptr;
@@ -51,40 +53,63 @@ void CKaString::setAt(unsigned long index, wchar_t ch)
 
 // ---- search ---------------------------------------------------------------------------------
 
+namespace {
+
+// The three forward searches, each from its start onward.
+struct TFindChar
+{
+    wchar_t ch;
+    const wchar_t* operator()(const wchar_t* s) const { return CKaStringTraits::Find(s, ch); }
+};
+
+struct TFindOneOf
+{
+    const wchar_t* set;
+    const wchar_t* operator()(const wchar_t* s) const
+    {
+        return CKaStringTraits::FindOneOf(s, OrEmpty(set));
+    }
+};
+
+struct TFindString
+{
+    const wchar_t* sub;
+    const wchar_t* operator()(const wchar_t* s) const
+    {
+        return CKaStringTraits::FindString(s, OrEmpty(sub));
+    }
+};
+
+} // namespace
+
 bool CKaString::Find(wchar_t ch, unsigned long& pos) const
 {
-    return Find(ch, 0, pos);
+    return SearchFrom(m_text, 0, pos, TFindChar{ch});
 }
 
 bool CKaString::Find(wchar_t ch, unsigned long from, unsigned long& pos) const
 {
-    return SearchFrom(*this, from, pos, [ch](const wchar_t* s) {
-        return CKaStringTraits::Find(s, ch);
-    });
+    return SearchFrom(m_text, from, pos, TFindChar{ch});
 }
 
 bool CKaString::FindOneOf(const wchar_t* set, unsigned long& pos) const
 {
-    return FindOneOf(set, 0, pos);
+    return SearchFrom(m_text, 0, pos, TFindOneOf{set});
 }
 
 bool CKaString::FindOneOf(const wchar_t* set, unsigned long from, unsigned long& pos) const
 {
-    return SearchFrom(*this, from, pos, [set](const wchar_t* s) {
-        return CKaStringTraits::FindOneOf(s, OrEmpty(set));
-    });
+    return SearchFrom(m_text, from, pos, TFindOneOf{set});
 }
 
 bool CKaString::FindString(const wchar_t* sub, unsigned long& pos) const
 {
-    return FindString(sub, 0, pos);
+    return SearchFrom(m_text, 0, pos, TFindString{sub});
 }
 
 bool CKaString::FindString(const wchar_t* sub, unsigned long from, unsigned long& pos) const
 {
-    return SearchFrom(*this, from, pos, [sub](const wchar_t* s) {
-        return CKaStringTraits::FindString(s, OrEmpty(sub));
-    });
+    return SearchFrom(m_text, from, pos, TFindString{sub});
 }
 
 bool CKaString::ReverseFind(wchar_t ch, unsigned long& pos) const
