@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <functional>
 #include "katest.h"
 
 TEST(KaStringInsert, EveryFormAtAnyPositionWithExactGrowth)
@@ -47,29 +48,59 @@ TEST(KaStringInsert, AppendPrependAndTheOperators)
     EXPECT_EQ(L"_xbcdef!!123_xbcdef!!123", s);
 }
 
-TEST(KaStringInsert, SharedBlocksAreCopiedAndLockedOnesRespected)
+TEST(KaStringModification, EveryChangeOfACopyLeavesTheSharedOriginalAlone)
 {
-    const CKaString original(L"abcd");
-    CKaString copy = original;
-    copy.Insert(2, L"--");
-    EXPECT_EQ(L"abcd", original);
-    EXPECT_EQ(L"ab--cd", copy);
+    const std::function<void(CKaString&)> changes[] = {
+        [](CKaString& s) { s.setAt(0, L'X'); },
+        [](CKaString& s) { s.Insert(2, L"--"); },
+        [](CKaString& s) { s.Append(L'!', 2); },
+        [](CKaString& s) { s.Prepend(L"<"); },
+        [](CKaString& s) { s.Overwrite(1, L"zz"); },
+        [](CKaString& s) { s.Replace(L'b', L'B'); },
+        [](CKaString& s) { s.Replace(L"bc", L"B"); },
+        [](CKaString& s) { s.MakeUpper(); },
+        [](CKaString& s) { s.MakeReverse(); },
+        [](CKaString& s) { s.TrimLeft(L'a'); },
+        [](CKaString& s) { s.DeleteMid(1, 1); },
+        [](CKaString& s) { s.ExtractRight(2); },
+        [](CKaString& s) { s.SetText("ansi"); },
+    };
+    for (const auto& change : changes) {
+        const CKaString original(L"abcd");
+        CKaString copy = original;
+        change(copy);
+        EXPECT_EQ(L"abcd", original);
+        EXPECT_NE(L"abcd", copy);
+        EXPECT_EQ(copy.getLength(), copy.getCapacity());
+    }
+}
 
-    CKaString locked(L"abcd");
-    wchar_t* buffer = locked.Lock(true);
-    EXPECT_EQ(KA_E_LOCKED_IN_PLACE, ThrownCode([&] { locked.Insert(1, L"x"); }));
-    EXPECT_EQ(KA_E_LOCKED_IN_PLACE, ThrownCode([&] { locked.Prepend(L'x', 1); }));
-    EXPECT_EQ(buffer, locked.getSz());
-    EXPECT_EQ(L"abcd", locked);
-    locked.Unlock(4);
-
-    CKaString roomy(L"abcd");
-    roomy.Grow(8);
-    buffer = roomy.Lock(true);
-    roomy.Insert(1, L"xyz");
-    EXPECT_EQ(buffer, roomy.getSz());
-    roomy.UnlockKeepLength();
-    EXPECT_EQ(L"axyzbcd", roomy);
+TEST(KaStringModification, GrowingABlockLockedInPlaceFailsAndChangesNothing)
+{
+    const std::function<void(CKaString&)> changes[] = {
+        [](CKaString& s) { s.Insert(1, L"x"); },
+        [](CKaString& s) { s.Append(L"x"); },
+        [](CKaString& s) { s.Prepend(L'x', 1); },
+        [](CKaString& s) { s += L'x'; },
+        [](CKaString& s) { s.Replace(L"b", L"bb"); },
+        [](CKaString& s) { s.SetText("abcde"); },
+    };
+    for (const auto& change : changes) {
+        CKaString s(L"abcd");
+        wchar_t* buffer = s.Lock(true);
+        EXPECT_EQ(KA_E_LOCKED_IN_PLACE, ThrownCode([&] { change(s); }));
+        EXPECT_EQ(buffer, s.getSz());
+        s.Unlock(s.getLength());
+        EXPECT_EQ(L"abcd", s);
+        // With room to spare the same change is made in the locked buffer.
+        CKaString roomy(L"abcd");
+        roomy.Grow(8);
+        buffer = roomy.Lock(true);
+        change(roomy);
+        EXPECT_EQ(buffer, roomy.getSz());
+        roomy.UnlockKeepLength();
+        EXPECT_EQ(5u, roomy.getLength());
+    }
 }
 
 TEST(KaStringOverwrite, KeepsTheLengthAndChecksTheRange)
@@ -195,23 +226,28 @@ TEST(KaStringReplace, TextFromTheStringItselfAndEmbeddedZeros)
     EXPECT_EQ(L"[ab]", s);
     EXPECT_EQ(1u, s.Replace(L"ab", s.getSz()));
     EXPECT_EQ(L"[[ab]]", s);
+    // In place, the texts would move under the replacement.
+    CKaString roomy(L"abab");
+    roomy.Grow(20);
+    EXPECT_EQ(2u, roomy.Replace(roomy.getSz() + 2, L"xyz"));
+    EXPECT_EQ(L"xyzxyz", roomy);
+    EXPECT_EQ(2u, roomy.Replace(L"y", roomy.getSz()));
+    EXPECT_EQ(L"xxyzxyzzxxyzxyzz", roomy);
     // The runtime search stops at the first 0; what follows it is carried along.
     CKaString embedded(L"ab\0ab", 5);
     EXPECT_EQ(1u, embedded.Replace(L"ab", L"xyz"));
     EXPECT_EQ(std::wstring(L"xyz\0ab", 6), Units(embedded));
 }
 
-TEST(KaStringCase, ChangesACopyAndStopsAtTheFirstZero)
+TEST(KaStringCase, StopsAtTheFirstZero)
 {
-    const CKaString original(L"MiXed");
-    CKaString s = original;
+    CKaString s(L"MiXed");
     s.MakeUpper();
     EXPECT_EQ(L"MIXED", s);
     s.MakeLower();
     EXPECT_EQ(L"mixed", s);
     s.MakeReverse();
     EXPECT_EQ(L"dexim", s);
-    EXPECT_EQ(L"MiXed", original);
     CKaString embedded(L"ab\0cd", 5);
     embedded.MakeReverse();
     embedded.MakeUpper();
