@@ -10,6 +10,7 @@
 #include "kaobject.h"
 #include "kaexception.h"
 #include "kainterfaceids.h"
+#include "katrace.h"
 #include "kaversion.h"
 
 #endif
