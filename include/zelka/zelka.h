@@ -9,6 +9,7 @@
 #include "kastring.h"
 #include "kaobject.h"
 #include "kaexception.h"
+#include "kamodule.h"
 #include "kastream.h"
 #include "kainterfaceids.h"
 #include "kaversion.h"
