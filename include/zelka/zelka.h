@@ -9,6 +9,8 @@
 #include "kastring.h"
 #include "kaobject.h"
 #include "kaexception.h"
+#include "kasimplebuffer.h"
+#include "kabytebuffer.h"
 #include "kamodule.h"
 #include "kastream.h"
 #include "kainterfaceids.h"
