@@ -11,6 +11,8 @@
 #include "kaexception.h"
 #include "kasimplebuffer.h"
 #include "kabytebuffer.h"
+#include "kaarray.h"
+#include "kamap.h"
 #include "kamodule.h"
 #include "kastream.h"
 #include "kainterfaceids.h"
