@@ -15,6 +15,7 @@
 #include "kamap.h"
 #include "kamodule.h"
 #include "kastream.h"
+#include "kabinary.h"
 #include "kainterfaceids.h"
 #include "kaversion.h"
 

@@ -1,8 +1,10 @@
 #include "zelka/kabytebuffer.h"
+#include "zelka/kabinary.h"
 #include <algorithm>
 #include <cstdlib>
 #include <cwchar>
 
+// With its stream members, which kabinary.h defines.
 template class CKaSimpleBuffer<unsigned char>;
 
 void* KaAllocateBufferNode(unsigned long headerSize, unsigned long count,
