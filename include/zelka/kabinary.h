@@ -47,13 +47,11 @@ public:
 };
 
 // Writes primitives as their little-endian bytes, each with one write to the stream.
-class ZELKA_API CKaBinaryWriter : public CKaObject, public CKaBinaryStreamerAspect
+class ZELKA_API CKaBinaryWriter : public CKaObjectWithInterface<CKaBinaryStreamerAspect>
 {
 public:
     explicit CKaBinaryWriter(CKaRef<IKaStream> stream);
 
-    unsigned long AddRef() override;
-    unsigned long Release() override;
     CKaString getObjectTypeInfo() override;
 
     void WriteI1(char value);
@@ -82,13 +80,11 @@ private:
 
 // Reads primitives written by CKaBinaryWriter, each with one read from the stream; a value cut
 // short by the end of the stream throws E_FAIL (its bytes are consumed).
-class ZELKA_API CKaBinaryReader : public CKaObject, public CKaBinaryStreamerAspect
+class ZELKA_API CKaBinaryReader : public CKaObjectWithInterface<CKaBinaryStreamerAspect>
 {
 public:
     explicit CKaBinaryReader(CKaRef<IKaStream> stream);
 
-    unsigned long AddRef() override;
-    unsigned long Release() override;
     CKaString getObjectTypeInfo() override;
 
     char ReadI1();
@@ -162,8 +158,7 @@ void CKaSimpleBuffer<T>::WriteStream(CKaRef<CKaBinaryWriter> writer, unsigned lo
                                      unsigned long count) const
 {
     CKaBinaryWriter& target = *writer;
-    if (offset > getSize()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > getSize() - offset) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    CheckRange(offset, count);
     if (count) target.Write(getBuffer() + offset, count * sizeof(T));
 }
 
@@ -178,8 +173,7 @@ unsigned long CKaSimpleBuffer<T>::ReadStream(CKaRef<CKaBinaryReader> reader,
                                              unsigned long offset, unsigned long count)
 {
     CKaBinaryReader& source = *reader;
-    if (offset > getSize()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > getSize() - offset) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    CheckRange(offset, count);
     if (count == 0) return 0;
     return source.ReadAvailable(Unshare() + offset, count * sizeof(T)) / sizeof(T);
 }

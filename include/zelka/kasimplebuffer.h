@@ -94,6 +94,9 @@ protected:
     static unsigned long EndOf(unsigned long offset, unsigned long count);
 
     void CheckReplaceable() const;
+    // A start beyond the size throws KA_E_INDEX_OUT_OF_RANGE, an end beyond it
+    // KA_E_COUNT_OUT_OF_RANGE.
+    void CheckRange(unsigned long offset, unsigned long count) const;
     // A new node of `size` elements with the first ones copied; elements beyond them are zeroed.
     void Resize(unsigned long size);
     // The private elements, grown to hold at least `end` of them.
@@ -153,6 +156,13 @@ template <class T>
 void CKaSimpleBuffer<T>::CheckReplaceable() const
 {
     if (m_node && m_node->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+}
+
+template <class T>
+void CKaSimpleBuffer<T>::CheckRange(unsigned long offset, unsigned long count) const
+{
+    if (offset > getSize()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    if (count > getSize() - offset) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
 }
 
 template <class T>

@@ -23,17 +23,26 @@ public:
     virtual unsigned __int64 getSize() = 0;
 };
 
+// A library object that also carries a counted interface (a stream, a streamer aspect): both
+// faces count on the object.
+template <class Interface>
+class CKaObjectWithInterface : public CKaObject, public Interface
+{
+public:
+    using Interface::Interface;
+    unsigned long AddRef() override { return CKaObject::AddRef(); }
+    unsigned long Release() override { return CKaObject::Release(); }
+};
+
 // A stream over a Win32 file handle. The closed state is INVALID_HANDLE_VALUE; every stream
 // operation on a closed file throws E_FAIL. The handle held is closed when the object dies.
-class ZELKA_API CKaFile : public CKaObject, public IKaStream
+class ZELKA_API CKaFile : public CKaObjectWithInterface<IKaStream>
 {
 public:
     CKaFile();
     // Adopts the handle: it is closed with the object unless detached first.
     explicit CKaFile(void* handle);
 
-    unsigned long AddRef() override;
-    unsigned long Release() override;
     CKaString getObjectTypeInfo() override;
 
     // Each Open closes the file first; a failed one leaves it closed. The numbers go to
@@ -72,14 +81,12 @@ private:
 
 // A stream over a COM IStream. Without one, every operation throws E_POINTER, except reads
 // and writes of 0 bytes, which return at once.
-class ZELKA_API CKaComStream : public CKaObject, public IKaStream
+class ZELKA_API CKaComStream : public CKaObjectWithInterface<IKaStream>
 {
 public:
     CKaComStream();
     explicit CKaComStream(CKaComRef<IStream> stream);
 
-    unsigned long AddRef() override;
-    unsigned long Release() override;
     CKaString getObjectTypeInfo() override;
 
     CKaComRef<IStream> getStream() const;

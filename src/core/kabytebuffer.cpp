@@ -177,8 +177,7 @@ CKaString CKaByteBuffer::ExtractChars(bool swap) const
 
 CKaByteBuffer CKaByteBuffer::Extract(unsigned long offset, unsigned long count) const
 {
-    if (offset > getSize()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > getSize() - offset) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    CheckRange(offset, count);
     return CKaByteBuffer(getBuffer() + offset, count);
 }
 

@@ -48,19 +48,12 @@ unsigned __int64 CKaStreamerAspect::getSize()
 
 // ---- writer ---------------------------------------------------------------------------------
 
-CKaBinaryWriter::CKaBinaryWriter(CKaRef<IKaStream> stream) : CKaBinaryStreamerAspect(stream) {}
+CKaBinaryWriter::CKaBinaryWriter(CKaRef<IKaStream> stream)
+    : CKaObjectWithInterface<CKaBinaryStreamerAspect>(stream)
+{
+}
 
 CKaBinaryWriter::~CKaBinaryWriter() = default;
-
-unsigned long CKaBinaryWriter::AddRef()
-{
-    return CKaObject::AddRef();
-}
-
-unsigned long CKaBinaryWriter::Release()
-{
-    return CKaObject::Release();
-}
 
 CKaString CKaBinaryWriter::getObjectTypeInfo()
 {
@@ -141,19 +134,12 @@ void CKaBinaryWriter::Write(CKaByteBuffer data)
 
 // ---- reader ---------------------------------------------------------------------------------
 
-CKaBinaryReader::CKaBinaryReader(CKaRef<IKaStream> stream) : CKaBinaryStreamerAspect(stream) {}
+CKaBinaryReader::CKaBinaryReader(CKaRef<IKaStream> stream)
+    : CKaObjectWithInterface<CKaBinaryStreamerAspect>(stream)
+{
+}
 
 CKaBinaryReader::~CKaBinaryReader() = default;
-
-unsigned long CKaBinaryReader::AddRef()
-{
-    return CKaObject::AddRef();
-}
-
-unsigned long CKaBinaryReader::Release()
-{
-    return CKaObject::Release();
-}
 
 CKaString CKaBinaryReader::getObjectTypeInfo()
 {

@@ -7,16 +7,6 @@ CKaComStream::CKaComStream(CKaComRef<IStream> stream) : m_stream(stream) {}
 
 CKaComStream::~CKaComStream() = default;
 
-unsigned long CKaComStream::AddRef()
-{
-    return CKaObject::AddRef();
-}
-
-unsigned long CKaComStream::Release()
-{
-    return CKaObject::Release();
-}
-
 CKaString CKaComStream::getObjectTypeInfo()
 {
     return ChainTypeInfo(L"zel.core.io.comstream", CKaObject::getObjectTypeInfo());

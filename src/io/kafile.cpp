@@ -9,16 +9,6 @@ CKaFile::~CKaFile()
     Close();
 }
 
-unsigned long CKaFile::AddRef()
-{
-    return CKaObject::AddRef();
-}
-
-unsigned long CKaFile::Release()
-{
-    return CKaObject::Release();
-}
-
 CKaString CKaFile::getObjectTypeInfo()
 {
     return ChainTypeInfo(L"zel.core.io.file", CKaObject::getObjectTypeInfo());
