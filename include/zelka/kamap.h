@@ -2,6 +2,7 @@
 #define ZELKA_KAMAP_H
 
 #include <cstdint>
+#include <cwchar>
 #include <new>
 #include <type_traits>
 #include "kaexception.h"
@@ -31,6 +32,21 @@ unsigned long KaHashElement(T value)
 }
 
 ZELKA_API unsigned long KaHashElement(const CKaString& text);
+
+// Keys are equal as their type compares them; texts when they hold the same units, embedded
+// zeros included, as their hash sees them.
+template <class K>
+bool KaEqualElements(const K& a, const K& b)
+{
+    return a == b;
+}
+
+inline bool KaEqualElements(const CKaString& a, const CKaString& b)
+{
+    const unsigned long length = a.getLength();
+    return length == b.getLength() &&
+           std::wmemcmp(a.getSz(), b.getSz(), length) == 0;
+}
 
 template <class K, class V>
 class CKaMapIteratorBase;
@@ -195,7 +211,7 @@ typename CKaMap<K, V>::TNode* CKaMap<K, V>::Find(const K& key, unsigned long buc
 {
     if (!m_table || m_table->count == 0) return nullptr;
     TNode* node = m_table->buckets[bucket].head;
-    while (node && !(node->key == key)) node = node->next;
+    while (node && !KaEqualElements(node->key, key)) node = node->next;
     return node;
 }
 

@@ -125,6 +125,11 @@ TEST(KaMap, StringKeysAndCountedValues)
         CKaRef<CKaObject> found;
         EXPECT_TRUE(map.Lookup(CKaString(L"one"), found));
         EXPECT_FALSE(map.Lookup(CKaString(L"One"), found));
+        // Keys are the whole counted texts, embedded zeros included.
+        map.SetAt(CKaString(L"a\0b", 3), nullptr);
+        EXPECT_FALSE(map.Contains(CKaString(L"a\0c", 3)));
+        EXPECT_FALSE(map.Contains(CKaString(L"a")));
+        EXPECT_TRUE(map.Contains(CKaString(L"a\0b", 3)));
         map.SetAt(L"one", nullptr);
         EXPECT_EQ(0, counters.destructions); // `found` still holds it
         found = nullptr;
