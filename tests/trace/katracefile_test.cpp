@@ -7,6 +7,14 @@
 
 namespace {
 
+// What the traces of these tests read as the local time ({year, month, weekday, day, ...}).
+SYSTEMTIME g_testNow;
+
+void WINAPI KaTestClock(LPSYSTEMTIME time)
+{
+    *time = g_testNow;
+}
+
 // The tests' own configuration key; its "Trace" subkey holds the settings.
 const wchar_t g_key[] = L"Software\\ZelkaTests";
 const wchar_t g_defaultSubFolder[] = L"ZelkaTests\\TraceDefault";
@@ -74,7 +82,7 @@ class KaTraceFileTest : public ::testing::Test
 protected:
     KaTraceFileTest() : m_registry(g_key)
     {
-        g_testNow = KaTestTime(2024, 3, 1, 12, 34, 56, 789);
+        g_testNow = SYSTEMTIME{2024, 3, 5, 1, 12, 34, 56, 789};
     }
 
     ~KaTraceFileTest() override
@@ -469,11 +477,11 @@ TEST_F(KaTraceFileTest, RestartBeginsAFreshSession)
 TEST_F(KaTraceFileTest, DateChangeIsMarkedBetweenEntries)
 {
     Configure(1);
-    g_testNow = KaTestTime(2024, 2, 29, 23, 59, 59, 999);
+    g_testNow = SYSTEMTIME{2024, 2, 4, 29, 23, 59, 59, 999};
     Start();
     Trace(1, L"leap day");
     Trace(1, L"same day");
-    g_testNow = KaTestTime(2024, 3, 1, 0, 0, 0, 1);
+    g_testNow = SYSTEMTIME{2024, 3, 5, 1, 0, 0, 0, 1};
     Trace(1, L"next day");
     m_trace.setTracking(false);
 

@@ -2,26 +2,6 @@
 #include <gtest/gtest.h>
 #include <cstdio>
 
-SYSTEMTIME g_testNow = KaTestTime(2024, 3, 1, 12, 34, 56, 789);
-
-void WINAPI KaTestClock(LPSYSTEMTIME time)
-{
-    *time = g_testNow;
-}
-
-SYSTEMTIME KaTestTime(int year, int month, int day, int hour, int minute, int second, int ms)
-{
-    SYSTEMTIME time = {};
-    time.wYear = static_cast<WORD>(year);
-    time.wMonth = static_cast<WORD>(month);
-    time.wDay = static_cast<WORD>(day);
-    time.wHour = static_cast<WORD>(hour);
-    time.wMinute = static_cast<WORD>(minute);
-    time.wSecond = static_cast<WORD>(second);
-    time.wMilliseconds = static_cast<WORD>(ms);
-    return time;
-}
-
 // ---- temp folder ------------------------------------------------------------------------------
 
 CKaTempFolder::CKaTempFolder()

@@ -5,11 +5,6 @@
 #include <vector>
 #include "katest.h"
 
-// The time every CKaTraceFile built with KaTestClock reads.
-extern SYSTEMTIME g_testNow;
-void WINAPI KaTestClock(LPSYSTEMTIME time);
-SYSTEMTIME KaTestTime(int year, int month, int day, int hour, int minute, int second, int ms);
-
 // A fresh folder below the temp folder, removed with the files in it when it goes.
 class CKaTempFolder
 {
