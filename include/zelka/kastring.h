@@ -53,6 +53,8 @@ public:
     wchar_t getAt(unsigned long index) const;
     wchar_t operator[](unsigned long index) const;
     wchar_t operator[](int index) const;
+    // size_t indexes (unsigned int here) would otherwise match both forms above equally well.
+    wchar_t operator[](unsigned int index) const { return getAt(index); }
     void setAt(unsigned long index, wchar_t ch);
 
     // Comparison: exactly -1, 0 or +1; the operators compare ordinally.

@@ -8,6 +8,7 @@ TEST(KaStringReading, CharactersAndTheirRangeCodes)
     EXPECT_EQ(L'a', s.getAt(0));
     EXPECT_EQ(L'c', s[2ul]);
     EXPECT_EQ(L'b', s[1]);
+    EXPECT_EQ(L'c', s[sizeof(wchar_t)]);
     EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, ThrownCode([&] { s.getAt(3); }));
     EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, ThrownCode([&] { s[3ul]; }));
     EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, ThrownCode([&] { s[-1]; }));
