@@ -284,9 +284,9 @@ CKaString CKaString::Build(double value, TKaFloatFormat format, long precision, 
     if (static_cast<unsigned long>(format) > KaFloatGeneral) {
         throw CKaCodeException(E_INVALIDARG);
     }
-    const wchar_t* spec = g_floatFormats[precision >= 0][upper][format];
-    CKaString result = precision >= 0 ? Build(spec, static_cast<int>(precision), value)
-                                      : Build(spec, value);
+    const wchar_t* pattern = g_floatFormats[precision >= 0][upper][format];
+    CKaString result = precision >= 0 ? Build(pattern, static_cast<int>(precision), value)
+                                      : Build(pattern, value);
     if (upper) result.MakeUpper();
     return result;
 }
