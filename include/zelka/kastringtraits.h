@@ -2,6 +2,7 @@
 #define ZELKA_KASTRINGTRAITS_H
 
 #include <cstdarg>
+#include <cwchar>
 #include "kaexport.h"
 
 // Header of a shared string block; the characters (capacity + 1 units) follow it directly.
@@ -46,10 +47,17 @@ public:
     static long Collate(const wchar_t* a, const wchar_t* b);
     static long CollateNoCase(const wchar_t* a, const wchar_t* b);
 
-    static const wchar_t* Find(const wchar_t* s, wchar_t ch);
-    static const wchar_t* ReverseFind(const wchar_t* s, wchar_t ch);
-    static const wchar_t* FindOneOf(const wchar_t* s, const wchar_t* set);
-    static const wchar_t* FindString(const wchar_t* s, const wchar_t* sub);
+    // The searches are inline: they sit in inner loops, where one more call shows.
+    static const wchar_t* Find(const wchar_t* s, wchar_t ch) { return wcschr(s, ch); }
+    static const wchar_t* ReverseFind(const wchar_t* s, wchar_t ch) { return wcsrchr(s, ch); }
+    static const wchar_t* FindOneOf(const wchar_t* s, const wchar_t* set)
+    {
+        return wcspbrk(s, set);
+    }
+    static const wchar_t* FindString(const wchar_t* s, const wchar_t* sub)
+    {
+        return wcsstr(s, sub);
+    }
     static unsigned long Span(const wchar_t* s, const wchar_t* set);
     static unsigned long CSpan(const wchar_t* s, const wchar_t* set);
     static const wchar_t* Next(const wchar_t* p);

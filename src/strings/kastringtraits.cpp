@@ -103,26 +103,6 @@ long CKaStringTraits::CollateNoCase(const wchar_t* a, const wchar_t* b)
     return Normalise(_wcsicoll(a, b));
 }
 
-const wchar_t* CKaStringTraits::Find(const wchar_t* s, wchar_t ch)
-{
-    return wcschr(s, ch);
-}
-
-const wchar_t* CKaStringTraits::ReverseFind(const wchar_t* s, wchar_t ch)
-{
-    return wcsrchr(s, ch);
-}
-
-const wchar_t* CKaStringTraits::FindOneOf(const wchar_t* s, const wchar_t* set)
-{
-    return wcspbrk(s, set);
-}
-
-const wchar_t* CKaStringTraits::FindString(const wchar_t* s, const wchar_t* sub)
-{
-    return wcsstr(s, sub);
-}
-
 unsigned long CKaStringTraits::Span(const wchar_t* s, const wchar_t* set)
 {
     return static_cast<unsigned long>(wcsspn(s, set));
