@@ -9,6 +9,10 @@
 #include "kastring.h"
 #include "kaobject.h"
 #include "kaexception.h"
+#include "kastream.h"
+#include "kaencoding.h"
+#include "katextreader.h"
+#include "katextwriter.h"
 #include "kainterfaceids.h"
 #include "kaversion.h"
 
