@@ -10,7 +10,8 @@ set(CMAKE_FIND_ROOT_PATH /usr/${ZELKA_TRIPLET})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Packages such as an installed zelka may live anywhere on the build machine.
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 
 # Tests and samples run under 32-bit Wine.
 set(CMAKE_CROSSCOMPILING_EMULATOR wine)

@@ -3,7 +3,10 @@
 
 #include <cstdarg>
 #include "kaexport.h"
+#include "karef.h"
 #include "kastringtraits.h"
+
+class CKaModule;
 
 // UTF-16 text, one pointer wide, in shared copy-on-write blocks with exact-fit growth and a
 // lockable buffer. Lengths and indexes are character counts (UTF-16 units).
@@ -72,6 +75,14 @@ public:
     static CKaString BuildMessageV(const wchar_t* text, va_list args);
     bool FormatMessageW(const wchar_t* text, ...);
     bool FormatMessageV(const wchar_t* text, va_list args);
+
+    // String resources of a module (a null module throws E_POINTER). The resource forms load
+    // the text, then format it as the forms above; a missing resource loads as "" (false).
+    bool LoadStringW(CKaRef<CKaModule> module, unsigned int id);
+    static CKaString Build(CKaRef<CKaModule> module, unsigned int id, ...);
+    void Format(CKaRef<CKaModule> module, unsigned int id, ...);
+    static CKaString BuildMessage(CKaRef<CKaModule> module, unsigned int id, ...);
+    bool FormatMessageW(CKaRef<CKaModule> module, unsigned int id, ...);
 
     // Storage
     void Grow(unsigned long capacity);

@@ -9,6 +9,7 @@
 #include "kastring.h"
 #include "kaobject.h"
 #include "kaexception.h"
+#include "kamodule.h"
 #include "kastream.h"
 #include "kaencoding.h"
 #include "katextreader.h"
