@@ -90,6 +90,9 @@ public:
 // when it is loaded (UTF-8, UTF-16 in both byte orders and 34 Windows code pages) and empties
 // it when it is unloaded. Get, Add and Remove throw E_POINTER while it does not exist.
 ZELKA_API void KaInitializeStandardEncodings();
+// Creates the registry when there is none and registers the standard encodings in their
+// order: UTF-8, UTF-16 little and big endian, then the 34 Windows code pages.
+ZELKA_API void KaRegisterStandardEncodings();
 // Stores the encoding under its code page, in place of any earlier one.
 ZELKA_API void KaAddStandardEncoding(CKaRef<CKaEncoding> encoding);
 // The encoding registered for the code page, or a null reference.

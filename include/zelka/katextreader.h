@@ -45,6 +45,9 @@ public:
     // else stays in the text. At the end of the stream the line is empty.
     virtual CKaString ReadLine();
     virtual CKaString ReadAll();
+    // As ReadLine, but false (and an empty line) only at the end of the stream, so that an
+    // empty line and the end can be told apart.
+    bool ReadLine(CKaString& line);
 
 protected:
     virtual void EnsureDecoder();

@@ -49,9 +49,17 @@ CKaString CKaTextReader::ReadChars(unsigned long count)
 
 CKaString CKaTextReader::ReadLine()
 {
-    EnsureDecoder();
     CKaString line;
+    ReadLine(line);
+    return line;
+}
+
+bool CKaTextReader::ReadLine(CKaString& line)
+{
+    EnsureDecoder();
+    line.Clear();
     CKaString piece = m_decoder->ReadString(1);
+    if (piece.getIsEmpty()) return false;
     while (!piece.getIsEmpty() && !IsChar(piece, L'\n')) {
         if (IsChar(piece, L'\r')) {
             piece = m_decoder->ReadString(1);
@@ -63,7 +71,7 @@ CKaString CKaTextReader::ReadLine()
         line.Append(piece);
         piece = m_decoder->ReadString(1);
     }
-    return line;
+    return true;
 }
 
 CKaString CKaTextReader::ReadAll()

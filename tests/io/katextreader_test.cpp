@@ -66,6 +66,17 @@ TEST(TextReaderTest, OnlyLfAndCrLfEndALine)
     EXPECT_EQ((std::vector<std::wstring>{L"\r\r", L"x"}), ReadLines(Utf8Reader("\r\r\r\nx"), 2));
 }
 
+TEST(TextReaderTest, TheEndOfTheStreamIsToldApartFromAnEmptyLine)
+{
+    CKaRef<CKaTextReader> reader = Utf8Reader("a\n\n\r");
+    CKaString line(L"stale");
+    std::vector<std::wstring> lines;
+    while (reader->ReadLine(line)) lines.push_back(Wide(line));
+    EXPECT_EQ((std::vector<std::wstring>{L"a", L"", L"\r"}), lines);
+    EXPECT_EQ(0u, line.getLength());
+    EXPECT_FALSE(reader->ReadLine(line));
+}
+
 TEST(TextReaderTest, ReadAllAsksForPiecesOfAThousand)
 {
     const std::wstring text = CTextSource(20).Text(2500, {{0x20, 0x7E}, {0x100, 0x4000}});
