@@ -375,10 +375,21 @@ TEST(DecoderReadTest, ReadsLikeThePlatformWhereNoCharacterIsSplit)
                 new CKaUtf16EncodingDecoder(bigEndian, MakeStream(Utf16Bytes(bmp, bigEndian))),
                 bmp, round);
         }
-        TBytes cyrillic(3000);
-        for (unsigned char& byte : cyrillic) byte = static_cast<unsigned char>(1 + source.Below(255));
-        ExpectReadLikeThePlatform(new CKaMultiByteEncodingDecoder(1251, MakeStream(cyrillic)),
-                                  PlatformText(1251, cyrillic), round);
+    }
+}
+
+TEST(DecoderReadTest, ReadsEverySingleByteCodePageLikeThePlatform)
+{
+    CTextSource source(5);
+    for (unsigned short codePage : kCodePages) {
+        CPINFO info;
+        if (!GetCPInfo(codePage, &info) || info.MaxCharSize != 1) continue;
+        SCOPED_TRACE(codePage);
+        TBytes bytes;
+        const std::wstring text = RandomCodePageText(codePage, source, 3000, bytes);
+        ExpectReadLikeThePlatform(new CKaMultiByteEncodingDecoder(codePage, MakeStream(bytes)),
+                                  PlatformText(codePage, bytes), codePage);
+        EXPECT_EQ(text, PlatformText(codePage, bytes));
     }
 }
 
