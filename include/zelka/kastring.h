@@ -84,6 +84,12 @@ public:
     static CKaString BuildMessage(CKaRef<CKaModule> module, unsigned int id, ...);
     bool FormatMessageW(CKaRef<CKaModule> module, unsigned int id, ...);
 
+    // Binary form: a 32-bit count of UTF-16 units, then the units (little endian). Reading a
+    // count the stream cannot hold throws E_FAIL and leaves the string as it was.
+    void Serialize(CKaRef<class CKaBinaryWriter> writer) const;
+    void Deserialize(CKaRef<class CKaBinaryReader> reader);
+    unsigned long GetSerializeSize(CKaRef<class CKaBinaryStreamerAspect> aspect) const;
+
     // Storage
     void Grow(unsigned long capacity);
     void Shrink(unsigned long capacity);

@@ -9,12 +9,18 @@
 #include "kastring.h"
 #include "kaobject.h"
 #include "kaexception.h"
+#include "kasimplebuffer.h"
+#include "kabytebuffer.h"
+#include "kaarray.h"
+#include "kamap.h"
 #include "kamodule.h"
 #include "kastream.h"
+#include "kabinary.h"
 #include "kaencoding.h"
 #include "katextreader.h"
 #include "katextwriter.h"
 #include "kainterfaceids.h"
+#include "katrace.h"
 #include "kaversion.h"
 
 #endif

@@ -1,7 +1,9 @@
 #include "zelka/kaencodingdecoder.h"
 #include <cstring>
 #include "zelka/kaexception.h"
+#include "zelka/katrace.h"
 #include "kacodepage.h"
+#include "trace/katracecategories.h"
 
 namespace {
 
@@ -243,8 +245,12 @@ unsigned long CKaEncodingDecoder::Read(TKaDecodeSink& sink, unsigned long maxCha
     return read;
 }
 
-void CKaEncodingDecoder::ReportCountMismatch(const wchar_t*, unsigned long, unsigned long)
+void CKaEncodingDecoder::ReportCountMismatch(const wchar_t* function, unsigned long measured,
+                                             unsigned long predicted)
 {
+    const TKaTraceSite site = {KaTraceWarning, L"EN", m_traceClass, function};
+    KaTrace(site, L"Converted char count differs from predetermined char count (%d != %u)",
+            static_cast<int>(measured), predicted);
     throw CKaCodeException(E_UNEXPECTED);
 }
 

@@ -14,16 +14,13 @@ typedef std::vector<unsigned char> TBytes;
 
 // A stream over bytes in memory that can hand out short reads (at most `chunk` bytes a call)
 // and counts the calls made to it.
-class CTestStream : public CKaObject, public IKaStream
+class CTestStream : public CKaObjectWithInterface<IKaStream>
 {
 public:
     explicit CTestStream(TBytes bytes = TBytes(), unsigned long chunk = 0xFFFFFFFF)
         : m_bytes(std::move(bytes)), m_pos(0), m_chunk(chunk), m_reads(0)
     {
     }
-
-    unsigned long AddRef() override { return CKaObject::AddRef(); }
-    unsigned long Release() override { return CKaObject::Release(); }
 
     unsigned long Read(void* buffer, unsigned long count) override
     {
@@ -47,7 +44,6 @@ public:
     void SetFromCurrent(__int64 offset) override { m_pos += static_cast<size_t>(offset); }
     void SetFromEnd(__int64 offset) override { m_pos = m_bytes.size() + offset; }
     unsigned __int64 getPos() override { return m_pos; }
-    void setPos(unsigned __int64 position) override { SetFromBegin(position); }
     unsigned __int64 getSize() override { return m_bytes.size(); }
 
     const TBytes& Bytes() const { return m_bytes; }
