@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#include <cstdio>
+#include <shlobj.h>
+#include "katempfolder.h"
 #include "katextsupport.h"
 
 namespace {
@@ -264,6 +267,77 @@ TEST(DecoderReadTest, ACountMismatchThrowsWithoutConsuming)
     // Where the rule holds, the same characters read well.
     EXPECT_EQ(CKaString(L"a\xD83D\xDE00" L"b"),
               Utf8Decoder(Bytes("a\xF0\x9F\x98\x80" "b"))->ReadString());
+}
+
+// The library's own trace, moved into a file of a temporary folder for the life of the object
+// and started again as the library starts it when it goes.
+class CTraceCapture
+{
+public:
+    CTraceCapture()
+    {
+        const CKaString file = m_folder.File(L"encoding.trc");
+        const unsigned long folderLength = file.getLength() - 13; // without "\\encoding.trc"
+        const DWORD on = 1;
+        const DWORD off = 0;
+        RegSetKeyValueW(HKEY_CURRENT_USER, kTraceKey, L"Enabled", REG_DWORD, &on, 4);
+        RegSetKeyValueW(HKEY_CURRENT_USER, kTraceKey, L"KeepFileOpen", REG_DWORD, &off, 4);
+        RegSetKeyValueW(HKEY_CURRENT_USER, kTraceKey, L"TargetPath", REG_SZ,
+                        CKaString(file.getSz(), folderLength).getSz(),
+                        (folderLength + 1) * sizeof(wchar_t));
+        KaTraceStart(CSIDL_LOCAL_APPDATA, L"", L"encoding.trc", kKey, 4, kCategories, 3, 5, 30);
+    }
+
+    ~CTraceCapture()
+    {
+        KaTraceStop();
+        RegDeleteTreeW(HKEY_CURRENT_USER, kKey);
+        KaTraceStart(CSIDL_LOCAL_APPDATA, L"Norvane\\Quillmarsh\\Trace", L"zelka130.trc",
+                     L"Software\\Norvane\\Quillmarsh\\ZELCORE\\MAIN", 4, kCategories, 3, 5,
+                     30);
+    }
+
+    std::string Text() const
+    {
+        std::string text;
+        FILE* file = _wfopen(m_folder.File(L"encoding.trc").getSz(), L"rb");
+        if (!file) return text;
+        char buffer[4096];
+        size_t read = 0;
+        while ((read = std::fread(buffer, 1, sizeof(buffer), file)) > 0) text.append(buffer, read);
+        std::fclose(file);
+        return text;
+    }
+
+private:
+    static constexpr const wchar_t* kKey = L"Software\\Norvane\\ZelkaEncodingTest";
+    static constexpr const wchar_t* kTraceKey = L"Software\\Norvane\\ZelkaEncodingTest\\Trace";
+    static constexpr const wchar_t* kCategories[] = {L"ERROR", L"INFO", L"UNEX", L"WARN"};
+    CKaTempFolder m_folder;
+};
+
+TEST(DecoderReadTest, ACountMismatchIsTracedAsAWarning)
+{
+    CTraceCapture trace;
+    CKaRef<CKaEncodingDecoder> decoder = Utf8Decoder(Bytes("ab\xF0\x9F\x98\x80"));
+    EXPECT_EQ(E_UNEXPECTED, ThrownCode([&] { decoder->ReadString(); }));
+    EXPECT_EQ(E_UNEXPECTED, ThrownCode([&] { decoder->ReadChars(); }));
+    const std::string text = trace.Text();
+    const std::string message =
+        "|Converted char count differs from predetermined char count (4 != 3)";
+    EXPECT_NE(std::string::npos,
+              text.find("|WARN |EN |UTF8D|ReadString" + std::string(20, ' ') + message))
+        << text;
+    EXPECT_NE(std::string::npos,
+              text.find("|WARN |EN |UTF8D|ReadChars" + std::string(21, ' ') + message));
+    // UTF-8 through the multi-byte decoder: no lead bytes, so "é" counts as two characters.
+    CKaRef<CKaEncodingDecoder> multiByte =
+        new CKaMultiByteEncodingDecoder(CP_UTF8, MakeStream(Bytes("\xC3\xA9")));
+    EXPECT_EQ(E_UNEXPECTED, ThrownCode([&] { multiByte->ReadString(); }));
+    EXPECT_NE(std::string::npos,
+              trace.Text().find("|WARN |EN |MBD  |ReadString" + std::string(20, ' ') +
+                                "|Converted char count differs from predetermined char count "
+                                "(1 != 2)"));
 }
 
 TEST(DecoderReadTest, ACharacterSplitByARefillIsOverwritten)
