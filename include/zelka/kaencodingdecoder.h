@@ -61,13 +61,11 @@ protected:
     // Classifies the token `offset` bytes behind the start and reports its length.
     virtual TTokenState CheckBufferToken(unsigned long offset, bool failOnInvalid,
                                          unsigned long& length) = 0;
-    // The UTF-16 units that `count` unread bytes of whole tokens convert to; `predicted` is
-    // what DetermineAvailableBufferChars counted for them.
-    virtual unsigned long MeasureChars(const unsigned char* bytes, unsigned long count,
-                                       unsigned long predicted) = 0;
-    // Converts them into exactly `chars` units at target.
-    virtual void ConvertChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
-                              unsigned long chars) = 0;
+    // Converts `count` unread bytes of whole tokens into the `chars` UTF-16 units that
+    // DetermineAvailableBufferChars counted for them, and returns the units made. With a null
+    // target it only counts them (a codec that cannot differ from the count returns it).
+    virtual unsigned long DecodeChars(const unsigned char* bytes, unsigned long count,
+                                      wchar_t* target, unsigned long chars) = 0;
 
     // The byte request of a feed for `chars` characters of up to `bytesPerChar` bytes each:
     // enough for them, but never more than 1024 bytes at once.
@@ -129,10 +127,8 @@ protected:
                                                 unsigned long& bytes) override;
     TTokenState CheckBufferToken(unsigned long offset, bool failOnInvalid,
                                  unsigned long& length) override;
-    unsigned long MeasureChars(const unsigned char* bytes, unsigned long count,
-                               unsigned long predicted) override;
-    void ConvertChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
-                      unsigned long chars) override;
+    unsigned long DecodeChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
+                              unsigned long chars) override;
 };
 
 class ZELKA_API CKaUtf16EncodingDecoder : public CKaEncodingDecoder
@@ -149,10 +145,8 @@ protected:
                                                 unsigned long& bytes) override;
     TTokenState CheckBufferToken(unsigned long offset, bool failOnInvalid,
                                  unsigned long& length) override;
-    unsigned long MeasureChars(const unsigned char* bytes, unsigned long count,
-                               unsigned long predicted) override;
-    void ConvertChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
-                      unsigned long chars) override;
+    unsigned long DecodeChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
+                              unsigned long chars) override;
 
     // The UTF-16 unit at byte offset `offset` behind the start, in the decoder's byte order.
     wchar_t UnitAt(unsigned long offset) const;
@@ -174,10 +168,8 @@ protected:
                                                 unsigned long& bytes) override;
     TTokenState CheckBufferToken(unsigned long offset, bool failOnInvalid,
                                  unsigned long& length) override;
-    unsigned long MeasureChars(const unsigned char* bytes, unsigned long count,
-                               unsigned long predicted) override;
-    void ConvertChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
-                      unsigned long chars) override;
+    unsigned long DecodeChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
+                              unsigned long chars) override;
 
     unsigned short m_codePage;
     // IsDBCSLeadByteEx of the code page for every byte, asked once.

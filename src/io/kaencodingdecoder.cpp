@@ -231,9 +231,9 @@ unsigned long CKaEncodingDecoder::Read(TKaDecodeSink& sink, unsigned long maxCha
                 continue;
             }
             const unsigned char* source = UnreadBytes();
-            const unsigned long measured = MeasureChars(source, bytes, chars);
+            const unsigned long measured = DecodeChars(source, bytes, nullptr, chars);
             if (measured != chars) ReportCountMismatch(function, measured, chars);
-            ConvertChars(source, bytes, sink.Extend(read, chars), chars);
+            DecodeChars(source, bytes, sink.Extend(read, chars), chars);
             CommitBufferRead(bytes);
             read += chars;
         }
@@ -389,16 +389,10 @@ CKaEncodingDecoder::TTokenState CKaUtf8EncodingDecoder::CheckBufferToken(
     return TokenComplete;
 }
 
-unsigned long CKaUtf8EncodingDecoder::MeasureChars(const unsigned char* bytes,
-                                                   unsigned long count, unsigned long)
+unsigned long CKaUtf8EncodingDecoder::DecodeChars(const unsigned char* bytes, unsigned long count,
+                                                  wchar_t* target, unsigned long chars)
 {
-    return KaCodePageToUnits(CP_UTF8, 0, bytes, count, nullptr, 0);
-}
-
-void CKaUtf8EncodingDecoder::ConvertChars(const unsigned char* bytes, unsigned long count,
-                                          wchar_t* target, unsigned long chars)
-{
-    KaCodePageToUnits(CP_UTF8, 0, bytes, count, target, chars);
+    return KaCodePageToUnits(CP_UTF8, 0, bytes, count, target, chars);
 }
 
 // UTF-16
@@ -461,17 +455,13 @@ wchar_t CKaUtf16EncodingDecoder::UnitAt(unsigned long offset) const
     return unit;
 }
 
-unsigned long CKaUtf16EncodingDecoder::MeasureChars(const unsigned char*, unsigned long,
-                                                    unsigned long predicted)
+unsigned long CKaUtf16EncodingDecoder::DecodeChars(const unsigned char* bytes,
+                                                   unsigned long count, wchar_t* target,
+                                                   unsigned long chars)
 {
     // Units are copied, not converted: their count cannot differ from the prediction.
-    return predicted;
-}
-
-void CKaUtf16EncodingDecoder::ConvertChars(const unsigned char* bytes, unsigned long count,
-                                           wchar_t* target, unsigned long)
-{
-    KaUnitsFromBytes(bytes, count / 2, m_bigEndian, target);
+    if (target) KaUnitsFromBytes(bytes, count / 2, m_bigEndian, target);
+    return chars;
 }
 
 // Multi-byte code pages
@@ -527,14 +517,9 @@ CKaEncodingDecoder::TTokenState CKaMultiByteEncodingDecoder::CheckBufferToken(
     return units > 0 ? TokenComplete : TokenInvalid;
 }
 
-unsigned long CKaMultiByteEncodingDecoder::MeasureChars(const unsigned char* bytes,
-                                                        unsigned long count, unsigned long)
+unsigned long CKaMultiByteEncodingDecoder::DecodeChars(const unsigned char* bytes,
+                                                       unsigned long count, wchar_t* target,
+                                                       unsigned long chars)
 {
-    return KaCodePageToUnits(m_codePage, 0, bytes, count, nullptr, 0);
-}
-
-void CKaMultiByteEncodingDecoder::ConvertChars(const unsigned char* bytes, unsigned long count,
-                                               wchar_t* target, unsigned long chars)
-{
-    KaCodePageToUnits(m_codePage, 0, bytes, count, target, chars);
+    return KaCodePageToUnits(m_codePage, 0, bytes, count, target, chars);
 }

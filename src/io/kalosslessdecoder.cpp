@@ -132,28 +132,23 @@ CKaEncodingDecoder::TTokenState CKaLosslessUtf8Decoder::CheckBufferToken(
     }
 }
 
-unsigned long CKaLosslessUtf8Decoder::MeasureChars(const unsigned char*, unsigned long,
-                                                   unsigned long predicted)
+unsigned long CKaLosslessUtf8Decoder::DecodeChars(const unsigned char* bytes, unsigned long count,
+                                                  wchar_t* target, unsigned long chars)
 {
-    // Every token was counted by its own bytes: the prediction is the count.
-    return predicted;
-}
-
-void CKaLosslessUtf8Decoder::ConvertChars(const unsigned char* bytes, unsigned long count,
-                                          wchar_t* target, unsigned long chars)
-{
+    // Every token was counted by its own bytes: the count is what they give.
+    if (!target) return chars;
     unsigned long done = 0;
     while (done < count && bytes[done] < 0x80) {
         target[done] = bytes[done];
         ++done;
     }
-    if (done == count) return;
+    if (done == count) return chars;
     // Well-formed text converts in one call.
     const int units = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS,
                                           reinterpret_cast<const char*>(bytes + done),
                                           static_cast<int>(count - done), target + done,
                                           static_cast<int>(chars - done));
-    if (units == static_cast<int>(chars - done)) return;
+    if (units == static_cast<int>(chars - done)) return chars;
     // Otherwise token by token, as they were counted; the bytes are the unread ones.
     unsigned long written = done;
     while (done < count) {
@@ -163,6 +158,7 @@ void CKaLosslessUtf8Decoder::ConvertChars(const unsigned char* bytes, unsigned l
         done += length;
     }
     if (written != chars) throw CKaCodeException(E_UNEXPECTED);
+    return chars;
 }
 
 unsigned long CKaLosslessUtf8Decoder::TokenUnits(unsigned long offset, unsigned long length,
@@ -215,11 +211,13 @@ CKaEncodingDecoder::TTokenState CKaLosslessUtf16Decoder::CheckBufferToken(
     return FinalToken(failOnInvalid, 1, length);
 }
 
-void CKaLosslessUtf16Decoder::ConvertChars(const unsigned char* bytes, unsigned long count,
-                                           wchar_t* target, unsigned long chars)
+unsigned long CKaLosslessUtf16Decoder::DecodeChars(const unsigned char* bytes,
+                                                   unsigned long count, wchar_t* target,
+                                                   unsigned long chars)
 {
-    CKaUtf16EncodingDecoder::ConvertChars(bytes, count, target, chars);
-    if (count % 2) target[count / 2] = 0xFFFD;
+    CKaUtf16EncodingDecoder::DecodeChars(bytes, count, target, chars);
+    if (target && count % 2) target[count / 2] = 0xFFFD;
+    return chars;
 }
 
 // Multi-byte code pages

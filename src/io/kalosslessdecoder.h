@@ -62,10 +62,8 @@ protected:
                                                 unsigned long& bytes) override;
     TTokenState CheckBufferToken(unsigned long offset, bool failOnInvalid,
                                  unsigned long& length) override;
-    unsigned long MeasureChars(const unsigned char* bytes, unsigned long count,
-                               unsigned long predicted) override;
-    void ConvertChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
-                      unsigned long chars) override;
+    unsigned long DecodeChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
+                              unsigned long chars) override;
 
 private:
     // The units of the complete token `offset` bytes behind the start, written to target
@@ -86,8 +84,8 @@ protected:
                                                 unsigned long& bytes) override;
     TTokenState CheckBufferToken(unsigned long offset, bool failOnInvalid,
                                  unsigned long& length) override;
-    void ConvertChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
-                      unsigned long chars) override;
+    unsigned long DecodeChars(const unsigned char* bytes, unsigned long count, wchar_t* target,
+                              unsigned long chars) override;
 };
 
 class CKaLosslessMultiByteDecoder : public TKaLosslessDecoder<CKaMultiByteEncodingDecoder>
