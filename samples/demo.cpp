@@ -6,6 +6,20 @@
 
 namespace {
 
+// Lets the console take UTF-8 for the life of the object; the console keeps its code page
+// after the program, so the old one is put back.
+class CUtf8Console
+{
+public:
+    CUtf8Console() : m_old(GetConsoleOutputCP()) { SetConsoleOutputCP(CP_UTF8); }
+    ~CUtf8Console() { SetConsoleOutputCP(m_old); }
+    CUtf8Console(const CUtf8Console&) = delete;
+    CUtf8Console& operator=(const CUtf8Console&) = delete;
+
+private:
+    UINT m_old;
+};
+
 // Reads the sample text that lies beside the program and prints its lines. The lossless reader
 // joins characters that two reads from the file split, so every line comes out whole.
 void PrintSampleText()
@@ -20,7 +34,7 @@ void PrintSampleText()
     CKaRef<CKaTextReader> reader = new CKaLosslessTextReader(utf8, file);
 
     // The lines go out as UTF-8 bytes, which the console is told to expect.
-    SetConsoleOutputCP(CP_UTF8);
+    CUtf8Console console;
     std::printf("lines of %ls:\n", path.getSz());
     CKaString line;
     for (unsigned long number = 1; reader->ReadLine(line); ++number) {
