@@ -121,7 +121,6 @@ TEST(TextReaderTest, OnlyTheLosslessReaderKeepsACharacterSplitByARefill)
     CKaRef<CKaTextReader> lossless =
         new CKaLosslessTextReader(new CKaUtf8Encoding(), MakeStream(Bytes(text)));
     EXPECT_EQ((std::vector<std::wstring>{L"ab\x20AC", L"c", L""}), ReadLines(lossless, 3));
-    EXPECT_EQ(CKaString(L"zel.io.text.losslessreader"), lossless->getObjectTypeId());
 }
 
 // Lines of random text (no line ends inside, a CR only where no LF follows it), written with
