@@ -6,7 +6,16 @@
 #include "karef.h"
 #include "kastringtraits.h"
 
+class CKaError;
 class CKaModule;
+
+// Notation of a floating-point number built into text.
+enum TKaFloatFormat
+{
+    KaFloatExponent = 0, // "e": 1.500000e+000
+    KaFloatFixed = 1,    // "f": 1.500000
+    KaFloatGeneral = 2   // "g": 1.5
+};
 
 // UTF-16 text, one pointer wide, in shared copy-on-write blocks with exact-fit growth and a
 // lockable buffer. Lengths and indexes are character counts (UTF-16 units).
@@ -18,14 +27,20 @@ public:
     CKaString(const wchar_t* text);
     CKaString(const wchar_t* text, unsigned long count);
     CKaString(wchar_t ch, unsigned long count);
+    // ANSI text in the system's code page.
+    CKaString(const char* text);
+    CKaString(const char* text, unsigned long count);
     ~CKaString();
 
     CKaString& operator=(const CKaString& other);
     CKaString& operator=(const wchar_t* text);
+    CKaString& operator=(const char* text);
     void SetText(const CKaString& other);
     void SetText(const wchar_t* text);
     void SetText(const wchar_t* text, unsigned long count);
     void SetText(wchar_t ch, unsigned long count);
+    void SetText(const char* text);
+    void SetText(const char* text, unsigned long count);
 
     // Reading
     unsigned long getLength() const;
@@ -33,6 +48,14 @@ public:
     bool getIsEmpty() const;
     const wchar_t* getSz() const;
     operator const wchar_t*() const;
+    // Single characters: an index at or past the length throws KA_E_INDEX_OUT_OF_RANGE (setAt:
+    // above the length; at the length it is KA_E_COUNT_OUT_OF_RANGE).
+    wchar_t getAt(unsigned long index) const;
+    wchar_t operator[](unsigned long index) const;
+    wchar_t operator[](int index) const;
+    // size_t indexes (unsigned int here) would otherwise match both forms above equally well.
+    wchar_t operator[](unsigned int index) const { return getAt(index); }
+    void setAt(unsigned long index, wchar_t ch);
 
     // Comparison: exactly -1, 0 or +1; the operators compare ordinally.
     long Compare(const wchar_t* other) const;
@@ -52,17 +75,152 @@ public:
     bool operator>(const CKaString& other) const { return Compare(other) > 0; }
     bool operator>=(const CKaString& other) const { return Compare(other) >= 0; }
 
-    // Search: a failed forward search reports the length.
+    // Search: a failed forward search reports the length, a failed ReverseFind 0xFFFFFFFF.
     bool Find(wchar_t ch, unsigned long& pos) const;
     bool Find(wchar_t ch, unsigned long from, unsigned long& pos) const;
+    bool FindOneOf(const wchar_t* set, unsigned long& pos) const;
+    bool FindOneOf(const wchar_t* set, unsigned long from, unsigned long& pos) const;
+    bool FindString(const wchar_t* sub, unsigned long& pos) const;
+    bool FindString(const wchar_t* sub, unsigned long from, unsigned long& pos) const;
+    bool ReverseFind(wchar_t ch, unsigned long& pos) const;
 
-    // Extraction
+    // Extraction. Each part of the text comes in four forms: kept as a new string (Left),
+    // kept in place (ExtractLeft), removed into a new string (ExceptLeft), removed in place
+    // (DeleteLeft). An index above the length throws KA_E_INDEX_OUT_OF_RANGE, an index + count
+    // above it KA_E_COUNT_OUT_OF_RANGE.
     CKaString Left(unsigned long count) const;
+    CKaString Right(unsigned long count) const;
+    CKaString Mid(unsigned long index) const;
+    CKaString Mid(unsigned long index, unsigned long count) const;
+    CKaString LeftIncluding(const wchar_t* set) const;
+    CKaString LeftExcluding(const wchar_t* set) const;
+    void ExtractLeft(unsigned long count);
+    void ExtractRight(unsigned long count);
+    void ExtractMid(unsigned long index);
+    void ExtractMid(unsigned long index, unsigned long count);
+    void Extract(unsigned long index, unsigned long count);
+    void ExtractLeftIncluding(const wchar_t* set);
+    void ExtractLeftExcluding(const wchar_t* set);
+    CKaString ExceptLeft(unsigned long count) const;
+    CKaString ExceptRight(unsigned long count) const;
+    CKaString ExceptMid(unsigned long index) const;
+    CKaString ExceptMid(unsigned long index, unsigned long count) const;
+    CKaString ExceptLeftIncluding(const wchar_t* set) const;
+    CKaString ExceptLeftExcluding(const wchar_t* set) const;
+    void DeleteLeft(unsigned long count);
+    void DeleteRight(unsigned long count);
+    void DeleteMid(unsigned long index);
+    void DeleteMid(unsigned long index, unsigned long count);
+    void Delete(unsigned long index, unsigned long count);
+    void DeleteLeftIncluding(const wchar_t* set);
+    void DeleteLeftExcluding(const wchar_t* set);
 
-    // Modification
+    // Modification. Text comes as a string, a C string, counted characters or one character
+    // repeated; a null pointer is "" and a count of 0 changes nothing.
+    void Insert(unsigned long index, const CKaString& text);
+    void Insert(unsigned long index, const wchar_t* text);
+    void Insert(unsigned long index, const wchar_t* text, unsigned long count);
+    void Insert(unsigned long index, wchar_t ch, unsigned long count);
     void Append(const CKaString& text);
     void Append(const wchar_t* text);
     void Append(const wchar_t* text, unsigned long count);
+    void Append(wchar_t ch, unsigned long count);
+    void Prepend(const CKaString& text);
+    void Prepend(const wchar_t* text);
+    void Prepend(const wchar_t* text, unsigned long count);
+    void Prepend(wchar_t ch, unsigned long count);
+    CKaString& operator+=(const CKaString& text);
+    CKaString& operator+=(const wchar_t* text);
+    CKaString& operator+=(wchar_t ch);
+    // Replaces characters from `index` on; the length stays.
+    void Overwrite(unsigned long index, const CKaString& text);
+    void Overwrite(unsigned long index, const wchar_t* text);
+    void Overwrite(unsigned long index, const wchar_t* text, unsigned long count);
+    void Overwrite(unsigned long index, wchar_t ch, unsigned long count);
+    // A copy with the text added at the end (atEnd) or at the start.
+    CKaString Concat(const CKaString& text, bool atEnd) const;
+    CKaString Concat(const wchar_t* text, bool atEnd) const;
+    CKaString Concat(const wchar_t* text, unsigned long count, bool atEnd) const;
+    CKaString Concat(wchar_t ch, unsigned long count, bool atEnd) const;
+    CKaString operator+(const CKaString& text) const;
+    CKaString operator+(const wchar_t* text) const;
+    CKaString operator+(wchar_t ch) const;
+    // Every occurrence, left to right without overlap; returns how many were replaced.
+    unsigned long Replace(wchar_t oldChar, wchar_t newChar);
+    unsigned long Replace(const wchar_t* oldText, const wchar_t* newText);
+    // Case and order change up to the first 0 character.
+    void MakeUpper();
+    void MakeLower();
+    void MakeReverse();
+
+    // Trimming: white space (iswspace), one character or any character of a set. The scans stop
+    // at the first 0 character.
+    void Trim();
+    void Trim(wchar_t ch);
+    void Trim(const wchar_t* set);
+    void TrimLeft();
+    void TrimLeft(wchar_t ch);
+    void TrimLeft(const wchar_t* set);
+    void TrimRight();
+    void TrimRight(wchar_t ch);
+    void TrimRight(const wchar_t* set);
+    CKaString Trimmed() const;
+    CKaString Trimmed(wchar_t ch) const;
+    CKaString Trimmed(const wchar_t* set) const;
+    CKaString TrimmedLeft() const;
+    CKaString TrimmedLeft(wchar_t ch) const;
+    CKaString TrimmedLeft(const wchar_t* set) const;
+    CKaString TrimmedRight() const;
+    CKaString TrimmedRight(wchar_t ch) const;
+    CKaString TrimmedRight(const wchar_t* set) const;
+
+    // Number parsing. TryTo... returns null and sets `value`, or returns an error
+    // (KA_E_NOT_A_NUMBER, KA_E_NUMBER_OUT_OF_RANGE) and leaves `value` alone; To... throws that
+    // error. A radix outside 2..36 is a programming error: both forms throw E_INVALIDARG.
+    CKaRef<CKaError> TryToU1(unsigned char& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToU2(unsigned short& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToU4(unsigned long& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToU8(unsigned __int64& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToI1(char& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToI2(short& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToI4(long& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToI8(__int64& value, unsigned long radix = 10) const;
+    CKaRef<CKaError> TryToF4(float& value) const;
+    CKaRef<CKaError> TryToF8(double& value) const;
+    unsigned char ToU1(unsigned long radix = 10) const;
+    unsigned short ToU2(unsigned long radix = 10) const;
+    unsigned long ToU4(unsigned long radix = 10) const;
+    unsigned __int64 ToU8(unsigned long radix = 10) const;
+    char ToI1(unsigned long radix = 10) const;
+    short ToI2(unsigned long radix = 10) const;
+    long ToI4(unsigned long radix = 10) const;
+    __int64 ToI8(unsigned long radix = 10) const;
+    float ToF4() const;
+    double ToF8() const;
+
+    // Number formatting. Integers in radix 8, 10 or 16 (others throw E_INVALIDARG), negative
+    // ones as a sign and a magnitude, without prefix or padding; `upper` gives "FF" for "ff".
+    static CKaString Build(unsigned __int64 value, unsigned long radix, bool upper);
+    static CKaString Build(__int64 value, unsigned long radix, bool upper);
+    static CKaString Build(unsigned char value, unsigned long radix, bool upper);
+    static CKaString Build(unsigned short value, unsigned long radix, bool upper);
+    static CKaString Build(unsigned long value, unsigned long radix, bool upper);
+    static CKaString Build(char value, unsigned long radix, bool upper);
+    static CKaString Build(short value, unsigned long radix, bool upper);
+    static CKaString Build(long value, unsigned long radix, bool upper);
+    // int is long on this platform; these keep plain literals such as Build(5, 10, false) whole.
+    static CKaString Build(int value, unsigned long radix, bool upper)
+    {
+        return Build(static_cast<long>(value), radix, upper);
+    }
+    static CKaString Build(unsigned int value, unsigned long radix, bool upper)
+    {
+        return Build(static_cast<unsigned long>(value), radix, upper);
+    }
+    // Floating point as printf's "%e", "%f" or "%g"; a negative precision is the runtime's
+    // default. `upper` gives "E+000", "INF"...
+    static CKaString Build(double value, TKaFloatFormat format, long precision, bool upper);
+    static CKaString Build(float value, TKaFloatFormat format, long precision, bool upper);
 
     // Positional printf formatting ("%d" and numbered "%1$d") through the system runtime.
     static CKaString Build(const wchar_t* format, ...);
@@ -115,6 +273,8 @@ protected:
     // Splice, then copies `count` characters from `text` into the gap (text may be our own).
     void SpliceText(unsigned long index, unsigned long removed, const wchar_t* text,
                     unsigned long count);
+    // Whether `text` points into this string's own block.
+    bool IsOwnText(const wchar_t* text) const;
 
 private:
     static TKaStringData* NewData(unsigned long capacity, long lockState);
@@ -129,6 +289,24 @@ private:
     TKaStringData* LockedData() const;
     void CheckIndex(unsigned long index) const;
 
+    // A part of the text, checked against the length when it is made.
+    struct Range
+    {
+        unsigned long index;
+        unsigned long count;
+    };
+    Range CheckedRange(unsigned long index, unsigned long count) const;
+    Range LeftRange(unsigned long count) const;
+    Range RightRange(unsigned long count) const;
+    Range MidRange(unsigned long index) const;
+    Range SpanRange(const wchar_t* set, bool including) const;
+    // The part that stays after trimming `set` (null: white space) from the chosen ends.
+    Range TrimRange(const wchar_t* set, bool left, bool right) const;
+    CKaString Kept(Range range) const;
+    CKaString Removed(Range range) const;
+    void Keep(Range range);
+    void Remove(Range range);
+
     wchar_t* m_text;
 };
 
@@ -139,5 +317,7 @@ inline bool operator<(const wchar_t* a, const CKaString& b) { return b.Compare(a
 inline bool operator<=(const wchar_t* a, const CKaString& b) { return b.Compare(a) >= 0; }
 inline bool operator>(const wchar_t* a, const CKaString& b) { return b.Compare(a) < 0; }
 inline bool operator>=(const wchar_t* a, const CKaString& b) { return b.Compare(a) <= 0; }
+// Text on the left of + goes before the string.
+inline CKaString operator+(const wchar_t* a, const CKaString& b) { return b.Concat(a, false); }
 
 #endif

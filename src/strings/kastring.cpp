@@ -1,30 +1,21 @@
 #include "zelka/kastring.h"
 #include <cstdint>
-#include <cstring>
 #include <cwchar>
 #include "zelka/kaexception.h"
+#include "kastring_internal.h"
 
-namespace {
-
-void CopyChars(wchar_t* target, const wchar_t* source, unsigned long count)
-{
-    if (count) std::memmove(target, source, count * sizeof(wchar_t));
-}
-
-unsigned long TextLength(const wchar_t* text)
-{
-    return text ? CKaStringTraits::Length(text) : 0;
-}
-
-} // namespace
+using KaStringDetail::CopyChars;
+using KaStringDetail::CopyText;
+using KaStringDetail::EmptyBlock;
+using KaStringDetail::FillChars;
+using KaStringDetail::TextOf;
+using KaStringDetail::TextLength;
 
 // ---- block handling -------------------------------------------------------------------------
 
 TKaStringData* CKaString::Data(const wchar_t* text)
 {
-    // A string without a block reads as "" everywhere.
-    if (!text) return CKaStringTraits::EmptyData();
-    return reinterpret_cast<TKaStringData*>(const_cast<wchar_t*>(text)) - 1;
+    return KaStringDetail::BlockOf(text);
 }
 
 TKaStringData* CKaString::Data() const
@@ -34,33 +25,33 @@ TKaStringData* CKaString::Data() const
 
 TKaStringData* CKaString::NewData(unsigned long capacity, long lockState)
 {
-    if (capacity == 0 && lockState == 0) return CKaStringTraits::EmptyData();
+    if (capacity == 0 && lockState == 0) return EmptyBlock();
     if (capacity == 0xFFFFFFFF) throw CKaCodeException(E_OUTOFMEMORY); // no room for the 0
     TKaStringData* data = CKaStringTraits::AllocateData(capacity + 1);
     data->refCount = 0;
     data->capacity = capacity;
     data->lockState = lockState;
     data->length = 0;
-    CKaStringTraits::DataText(data)[0] = 0;
+    TextOf(data)[0] = 0;
     return data;
 }
 
 void CKaString::TakeData(TKaStringData* data)
 {
-    if (data != CKaStringTraits::EmptyData()) InterlockedIncrement(&data->refCount);
+    if (data != EmptyBlock()) InterlockedIncrement(&data->refCount);
 }
 
 void CKaString::DropData(TKaStringData* data)
 {
-    if (data == CKaStringTraits::EmptyData()) return;
+    if (data == EmptyBlock()) return;
     if (InterlockedDecrement(&data->refCount) < 1) CKaStringTraits::FreeData(data);
 }
 
 void CKaString::SetDataLength(TKaStringData* data, unsigned long length)
 {
-    if (data == CKaStringTraits::EmptyData()) return;
+    if (data == EmptyBlock()) return;
     data->length = length;
-    CKaStringTraits::DataText(data)[length] = 0;
+    TextOf(data)[length] = 0;
 }
 
 bool CKaString::IsWritableInPlace(const TKaStringData* data, unsigned long capacity)
@@ -72,7 +63,7 @@ void CKaString::Replace(TKaStringData* data)
 {
     TKaStringData* old = Data();
     TakeData(data);
-    m_text = CKaStringTraits::DataText(data);
+    m_text = TextOf(data);
     DropData(old);
 }
 
@@ -80,10 +71,10 @@ void CKaString::Rebuild(unsigned long capacity, long lockState, unsigned long in
                         unsigned long removed, unsigned long inserted)
 {
     TKaStringData* old = Data();
-    const wchar_t* text = CKaStringTraits::DataText(old);
+    const wchar_t* text = TextOf(old);
     const unsigned long tail = old->length - index - removed;
     TKaStringData* data = NewData(capacity, lockState);
-    wchar_t* target = CKaStringTraits::DataText(data);
+    wchar_t* target = TextOf(data);
     CopyChars(target, text, index);
     CopyChars(target + index + inserted, text + index + removed, tail);
     SetDataLength(data, index + inserted + tail);
@@ -97,9 +88,11 @@ wchar_t* CKaString::Splice(unsigned long index, unsigned long removed, unsigned 
     if (inserted > 0xFFFFFFFE - kept) throw CKaCodeException(E_OUTOFMEMORY);
     const unsigned long length = kept + inserted;
     if (IsWritableInPlace(data, length)) {
-        wchar_t* text = CKaStringTraits::DataText(data);
-        CopyChars(text + index + inserted, text + index + removed, kept - index);
-        SetDataLength(data, length);
+        wchar_t* text = TextOf(data);
+        if (removed != inserted) {
+            CopyChars(text + index + inserted, text + index + removed, kept - index);
+            SetDataLength(data, length);
+        }
     } else {
         if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
         Rebuild(length, data->lockState, index, removed, inserted);
@@ -110,22 +103,27 @@ wchar_t* CKaString::Splice(unsigned long index, unsigned long removed, unsigned 
 void CKaString::SpliceText(unsigned long index, unsigned long removed, const wchar_t* text,
                            unsigned long count)
 {
-    const TKaStringData* data = Data();
-    const auto at = reinterpret_cast<std::uintptr_t>(text);
-    const auto begin = reinterpret_cast<std::uintptr_t>(m_text);
-    if (count && data != CKaStringTraits::EmptyData() && at >= begin &&
-        at <= begin + data->capacity * sizeof(wchar_t)) {
+    if (count && IsOwnText(text)) {
         // The text lives in this very block, which the splice may move or overwrite.
         CKaString copy(text, count);
         SpliceText(index, removed, copy.m_text, count);
         return;
     }
-    CopyChars(Splice(index, removed, count), text, count);
+    CopyText(Splice(index, removed, count), text, count);
+}
+
+bool CKaString::IsOwnText(const wchar_t* text) const
+{
+    const TKaStringData* data = Data();
+    const auto at = reinterpret_cast<std::uintptr_t>(text);
+    const auto begin = reinterpret_cast<std::uintptr_t>(m_text);
+    return data != EmptyBlock() && at >= begin &&
+           at <= begin + data->capacity * sizeof(wchar_t);
 }
 
 // ---- construction and assignment ------------------------------------------------------------
 
-CKaString::CKaString() : m_text(CKaStringTraits::DataText(CKaStringTraits::EmptyData())) {}
+CKaString::CKaString() : m_text(TextOf(EmptyBlock())) {}
 
 CKaString::CKaString(const CKaString& other) : CKaString()
 {
@@ -194,8 +192,7 @@ void CKaString::SetText(wchar_t ch, unsigned long count)
 {
     TKaStringData* data = Data();
     if (count == 0 && data->length == 0) return;
-    wchar_t* target = Splice(0, data->length, count);
-    for (unsigned long i = 0; i < count; ++i) target[i] = ch;
+    FillChars(Splice(0, data->length, count), ch, count);
 }
 
 // ---- reading, comparison, search ------------------------------------------------------------
@@ -248,41 +245,6 @@ long CKaString::CollateNoCase(const wchar_t* other) const
 void CKaString::CheckIndex(unsigned long index) const
 {
     if (index > getLength()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-}
-
-bool CKaString::Find(wchar_t ch, unsigned long& pos) const
-{
-    return Find(ch, 0, pos);
-}
-
-bool CKaString::Find(wchar_t ch, unsigned long from, unsigned long& pos) const
-{
-    CheckIndex(from);
-    const unsigned long length = getLength();
-    const wchar_t* found = from < length ? CKaStringTraits::Find(getSz() + from, ch) : nullptr;
-    pos = found ? static_cast<unsigned long>(found - getSz()) : length;
-    return found != nullptr;
-}
-
-CKaString CKaString::Left(unsigned long count) const
-{
-    if (count > getLength()) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
-    return count == getLength() ? *this : CKaString(getSz(), count);
-}
-
-void CKaString::Append(const CKaString& text)
-{
-    SpliceText(getLength(), 0, text.getSz(), text.getLength());
-}
-
-void CKaString::Append(const wchar_t* text)
-{
-    Append(text, TextLength(text));
-}
-
-void CKaString::Append(const wchar_t* text, unsigned long count)
-{
-    if (text && count) SpliceText(getLength(), 0, text, count);
 }
 
 // ---- storage --------------------------------------------------------------------------------
@@ -393,7 +355,7 @@ void CKaString::SetLengthFill(unsigned long length, wchar_t ch)
 {
     const unsigned long current = getLength();
     setLength(length);
-    for (unsigned long i = current; i < length; ++i) m_text[i] = ch;
+    if (length > current) FillChars(m_text + current, ch, length - current);
 }
 
 void CKaString::Clear()
@@ -402,6 +364,6 @@ void CKaString::Clear()
     if (data->refCount == 1 || data->lockState != 0) {
         SetDataLength(data, 0);
     } else {
-        Replace(CKaStringTraits::EmptyData());
+        Replace(EmptyBlock());
     }
 }

@@ -1,14 +1,8 @@
 #include "zelka/kastring.h"
 #include "zelka/kaexception.h"
+#include "kastring_internal.h"
 
-namespace {
-
-const wchar_t* OrEmpty(const wchar_t* text)
-{
-    return text ? text : CKaStringTraits::Empty();
-}
-
-} // namespace
+using KaStringDetail::OrEmpty;
 
 CKaString CKaString::Build(const wchar_t* format, ...)
 {

@@ -7,10 +7,16 @@
 #include <cwctype>
 #include <new>
 #include "zelka/kaexception.h"
+#include "kastring_internal.h"
+
+namespace KaStringDetail {
+
+TKaEmptyStringData g_emptyData = {{0, 0, 0, 0}, {0}};
+
+} // namespace KaStringDetail
 
 namespace {
 
-TKaEmptyStringData g_emptyData = {{0, 0, 0, 0}, {0}};
 wchar_t g_emptyText[1] = {0};
 
 long Normalise(int result)
@@ -40,7 +46,7 @@ TKaConversionResult ParseNumber(const wchar_t* start, Parse parse)
 
 TKaStringData* CKaStringTraits::EmptyData()
 {
-    return &g_emptyData.header;
+    return KaStringDetail::EmptyBlock();
 }
 
 TKaStringData* CKaStringTraits::AllocateData(unsigned long n)
@@ -59,7 +65,7 @@ void CKaStringTraits::FreeData(TKaStringData* data)
 
 wchar_t* CKaStringTraits::DataText(TKaStringData* data)
 {
-    return reinterpret_cast<wchar_t*>(data + 1);
+    return KaStringDetail::TextOf(data);
 }
 
 wchar_t* CKaStringTraits::Empty()

@@ -2,6 +2,7 @@
 #define ZELKA_TESTS_KATEST_H
 
 #include <ostream>
+#include <string>
 #include <zelka/zelka.h>
 
 // Lets GoogleTest show strings in failure messages (non-ASCII units as \uXXXX).
@@ -19,6 +20,12 @@ inline void PrintTo(const CKaString& s, std::ostream* os)
         }
     }
     *os << '"';
+}
+
+// Every unit of a string, embedded zeros included, for exact comparisons.
+inline std::wstring Units(const CKaString& s)
+{
+    return std::wstring(s.getSz(), s.getLength());
 }
 
 // The status code a call throws as CKaException, or S_OK when it throws nothing.

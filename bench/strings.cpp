@@ -1,0 +1,186 @@
+// Speed of CKaString against its baselines, measured in the same run: copying against
+// std::wstring, searching and comparing against the C runtime calls on the same text, and
+// building a long text by appending against std::wstring. Prints one ratio a line.
+#include <windows.h>
+#include <algorithm>
+#include <cstdio>
+#include <cwchar>
+#include <string>
+#include <zelka/zelka.h>
+
+namespace {
+
+// Keeps the compiler from dropping or hoisting work whose result is otherwise unused.
+template <class T>
+void Keep(T& value)
+{
+    asm volatile("" : "+m"(value) : : "memory");
+}
+
+double Now()
+{
+    static LARGE_INTEGER frequency = [] {
+        LARGE_INTEGER f;
+        QueryPerformanceFrequency(&f);
+        return f;
+    }();
+    LARGE_INTEGER counter;
+    QueryPerformanceCounter(&counter);
+    return static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
+}
+
+// Seconds for one call of each of `ours` and `baseline`: the best of many runs of `rounds` calls,
+// the two taking turns so that both see the same load (the machine is shared).
+struct TTimes
+{
+    double ours;
+    double baseline;
+};
+
+template <class Work>
+double TimeRun(long rounds, Work& work)
+{
+    const double start = Now();
+    for (long i = 0; i < rounds; ++i) work();
+    return (Now() - start) / rounds;
+}
+
+template <class Ours, class Baseline>
+TTimes Time(long rounds, Ours ours, Baseline baseline)
+{
+    TTimes best = {1e300, 1e300};
+    for (int run = 0; run < 21; ++run) {
+        best.ours = std::min(best.ours, TimeRun(rounds, ours));
+        best.baseline = std::min(best.baseline, TimeRun(rounds, baseline));
+    }
+    return best;
+}
+
+void Report(const char* what, TTimes times, const char* aim)
+{
+    std::printf("%-44s %11.1f ns %11.1f ns  ratio %6.2f  (aim: %s)\n", what, times.ours * 1e9,
+                times.baseline * 1e9, times.baseline / times.ours, aim);
+}
+
+// A text of `length` characters: letters cycling through a..y, no 'z'.
+std::wstring Letters(unsigned long length)
+{
+    std::wstring text;
+    for (unsigned long i = 0; i < length; ++i) text += static_cast<wchar_t>(L'a' + i % 25);
+    return text;
+}
+
+void BenchCopy()
+{
+    const std::wstring text = Letters(100);
+    const CKaString ka(text.c_str());
+    const TTimes times = Time(
+        200000,
+        [&] {
+            CKaString copy = ka;
+            Keep(copy);
+        },
+        [&] {
+            std::wstring copy = text;
+            Keep(copy);
+        });
+    Report("copy a 100-character string", times, "ratio >= 5");
+}
+
+void BenchSearch(unsigned long length)
+{
+    const long rounds = 20000000 / length;
+    std::wstring text = Letters(length);
+    text.back() = L'z';
+    const CKaString ka(text.c_str());
+    const CKaString other(text.c_str()); // equal text in a block of its own
+    const wchar_t* raw = ka.getSz();
+    const wchar_t* rawOther = other.getSz();
+    const wchar_t* sub = L"yz";
+    unsigned long pos = 0;
+    char label[64];
+
+    std::snprintf(label, sizeof label, "Find in %lu characters vs wcschr", length);
+    Report(label,
+           Time(
+               rounds,
+               [&] {
+                   ka.Find(L'z', pos);
+                   Keep(pos);
+               },
+               [&] {
+                   const wchar_t* found = wcschr(raw, L'z');
+                   Keep(found);
+               }),
+           "ratio >= 0.91");
+
+    std::snprintf(label, sizeof label, "FindString in %lu characters vs wcsstr", length);
+    Report(label,
+           Time(
+               rounds,
+               [&] {
+                   ka.FindString(sub, pos);
+                   Keep(pos);
+               },
+               [&] {
+                   const wchar_t* found = wcsstr(raw, sub);
+                   Keep(found);
+               }),
+           "ratio >= 0.91");
+
+    std::snprintf(label, sizeof label, "Compare %lu characters vs wcscmp", length);
+    Report(label,
+           Time(
+               rounds,
+               [&] {
+                   long order = ka.Compare(rawOther);
+                   Keep(order);
+               },
+               [&] {
+                   int order = wcscmp(raw, rawOther);
+                   Keep(order);
+               }),
+           "ratio >= 0.91");
+}
+
+// Builds 1 MB of UTF-16 from 16-character pieces: CKaString after one Grow against std::wstring
+// appending as it is used (its own growth), and against std::wstring reserved up front.
+void BenchAppend()
+{
+    const unsigned long total = 512 * 1024;
+    const unsigned long piece = 16;
+    const std::wstring text = Letters(piece);
+    const auto ours = [&] {
+        CKaString built;
+        built.Grow(total);
+        for (unsigned long length = 0; length < total; length += piece) {
+            built.Append(text.c_str(), piece);
+        }
+        Keep(built);
+    };
+    const auto baseline = [&](bool reserve) {
+        std::wstring built;
+        if (reserve) built.reserve(total);
+        for (unsigned long length = 0; length < total; length += piece) {
+            built.append(text.c_str(), piece);
+        }
+        Keep(built);
+    };
+    Report("build 1 MB by Append vs wstring appends", Time(1, ours, [&] { baseline(false); }),
+           "ratio >= 1");
+    Report("build 1 MB by Append vs reserved wstring", Time(1, ours, [&] { baseline(true); }),
+           "none, for scale");
+}
+
+} // namespace
+
+int main()
+{
+    std::printf("%-44s %14s %14s  (ratio = baseline / CKaString; above 1 is faster)\n",
+                "measure", "CKaString", "baseline");
+    BenchCopy();
+    BenchSearch(100);
+    BenchSearch(1000);
+    BenchAppend();
+    return 0;
+}
