@@ -54,7 +54,7 @@ TTimes BestSeconds(const std::function<void()>& system, const std::function<void
     return best;
 }
 
-// About `bytes` bytes of UTF-8 text: mostly ASCII words and line ends, with Latin, Cyrillic,
+// About `bytes` bytes of UTF-8 text: mostly ASCII letters and line ends, with Cyrillic,
 // CJK and supplementary characters mixed in (or ASCII alone).
 std::wstring MakeText(size_t bytes, bool asciiOnly)
 {
