@@ -1,5 +1,6 @@
 #include <windows.h>
 #include <shlobj.h>
+#include "zelka/kaencoding.h"
 #include "zelka/kaexception.h"
 #include "zelka/katrace.h"
 #include "zelka/kaversion.h"
@@ -36,11 +37,14 @@ long CurrentExceptionCode()
 // and its lock, the thread-local-storage manager, the standard encodings.
 void AttachProcessRegistries()
 {
+    KaInitializeStandardEncodings();
+    KaRegisterStandardEncodings();
 }
 
 // The same registries in reverse order.
 void DetachProcessRegistries()
 {
+    KaCleanupStandardEncodings();
 }
 
 // The process-wide COM proxy factory with its proxy creators; at detach the factory is

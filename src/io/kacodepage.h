@@ -1,0 +1,35 @@
+#ifndef ZELKA_SRC_IO_KACODEPAGE_H
+#define ZELKA_SRC_IO_KACODEPAGE_H
+
+#include "zelka/kabytebuffer.h"
+#include "zelka/kastring.h"
+
+// The one place where the library calls the system's code-page conversions. A failed call is
+// thrown as the thread's last error, so every codec reports conversion failures alike.
+
+// MultiByteToWideChar: with a null target it measures. Returns the UTF-16 units (at least 1).
+unsigned long KaCodePageToUnits(unsigned short codePage, unsigned long flags,
+                                const unsigned char* bytes, unsigned long count, wchar_t* target,
+                                unsigned long capacity);
+
+// WideCharToMultiByte: with a null target it measures. defaultChar and usedDefault may be null
+// (they must be for UTF-8). Returns the bytes (at least 1).
+unsigned long KaUnitsToCodePage(unsigned short codePage, const wchar_t* units,
+                                unsigned long count, unsigned char* target,
+                                unsigned long capacity, const char* defaultChar,
+                                BOOL* usedDefault);
+
+// Whole-buffer forms: measure, then convert into a result of exactly that size. Empty input
+// gives an empty result without asking the system.
+CKaString KaDecodeCodePage(unsigned short codePage, unsigned long flags,
+                           const CKaByteBuffer& bytes);
+CKaByteBuffer KaEncodeUnits(unsigned short codePage, const wchar_t* units, unsigned long count,
+                            const char* defaultChar, BOOL* usedDefault);
+
+// UTF-16 units from and to bytes in a given byte order (two bytes per unit).
+void KaUnitsFromBytes(const unsigned char* bytes, unsigned long units, bool bigEndian,
+                      wchar_t* target);
+void KaUnitsToBytes(const wchar_t* units, unsigned long count, bool bigEndian,
+                    unsigned char* target);
+
+#endif

@@ -1,0 +1,279 @@
+#include "zelka/kaencodingencoder.h"
+#include <cstring>
+#include "zelka/kaexception.h"
+#include "kacodepage.h"
+
+namespace {
+
+void CheckRange(unsigned long size, unsigned long start, unsigned long count)
+{
+    if (start > size) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    if (count > size - start) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+}
+
+// Sets a flag for the life of a scope.
+class CKaFlagScope
+{
+public:
+    explicit CKaFlagScope(bool& flag) : m_flag(flag) { m_flag = true; }
+    ~CKaFlagScope() { m_flag = false; }
+    CKaFlagScope(const CKaFlagScope&) = delete;
+    CKaFlagScope& operator=(const CKaFlagScope&) = delete;
+
+private:
+    bool& m_flag;
+};
+
+} // namespace
+
+CKaEncodingEncoder::CKaEncodingEncoder(CKaRef<IKaStream> stream)
+    : m_failOnInvalid(false), m_stream(stream), m_nextTokenState(CKaEncodingDecoder::TokenEmpty),
+      m_pending(), m_start(0), m_available(0), m_flushing(false)
+{
+}
+
+CKaString CKaEncodingEncoder::getObjectTypeInfo()
+{
+    return ChainTypeInfo(L"zel.io.encoding.encoder", CKaObject::getObjectTypeInfo());
+}
+
+bool CKaEncodingEncoder::getFailOnInvalid() const
+{
+    return m_failOnInvalid;
+}
+
+CKaEncodingEncoder::TTokenState CKaEncodingEncoder::getNextTokenState() const
+{
+    return m_nextTokenState;
+}
+
+void CKaEncodingEncoder::setFailOnInvalid(bool failOnInvalid)
+{
+    m_failOnInvalid = failOnInvalid;
+}
+
+void CKaEncodingEncoder::WriteChars(CKaSimpleBuffer<wchar_t> chars, unsigned long start,
+                                    unsigned long count)
+{
+    CheckRange(chars.getSize(), start, count);
+    if (count) WriteChars(chars.getBuffer() + start, count);
+}
+
+void CKaEncodingEncoder::WriteChars(CKaSimpleBuffer<wchar_t> chars)
+{
+    WriteChars(chars, 0, chars.getSize());
+}
+
+void CKaEncodingEncoder::WriteString(CKaString text, unsigned long start, unsigned long count)
+{
+    CheckRange(text.getLength(), start, count);
+    WriteChars(text.getSz() + start, count);
+}
+
+void CKaEncodingEncoder::WriteString(CKaString text)
+{
+    WriteString(text, 0, text.getLength());
+}
+
+void CKaEncodingEncoder::WriteChars(const wchar_t* chars, unsigned long count)
+{
+    if (!chars && count) throw CKaCodeException(E_POINTER);
+    WriteBuffer(chars, count);
+}
+
+void CKaEncodingEncoder::WriteBuffer(const wchar_t* chars, unsigned long count)
+{
+    if (count == 0) return;
+    AppendPending(chars, count);
+    unsigned long units = 0;
+    if (m_failOnInvalid && ScanPending(units) == CKaEncodingDecoder::TokenInvalid) {
+        // A write with an unpaired surrogate is taken back whole.
+        m_available -= count;
+        m_nextTokenState = CheckBufferToken(0);
+        throw CKaCodeException(KA_E_INVALID_UTF16);
+    }
+    EncodeBuffer();
+}
+
+unsigned long CKaEncodingEncoder::EncodeBuffer()
+{
+    throw CKaCodeException(E_NOTIMPL);
+}
+
+unsigned long CKaEncodingEncoder::DetermineAvailableBufferChars()
+{
+    unsigned long units = 0;
+    ScanPending(units);
+    return units;
+}
+
+CKaEncodingEncoder::TTokenState CKaEncodingEncoder::CheckBufferToken(unsigned long offset,
+                                                                     bool failOnInvalid,
+                                                                     unsigned long& length)
+{
+    if (offset == m_available) return CKaEncodingDecoder::TokenEmpty;
+    if (static_cast<unsigned __int64>(m_start) + offset >= m_pending.getSize()) {
+        throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    }
+    const TTokenState unpaired =
+        failOnInvalid ? CKaEncodingDecoder::TokenInvalid : CKaEncodingDecoder::TokenComplete;
+    const wchar_t* unit = PendingUnits() + offset;
+    length = 1;
+    if (unit[0] < 0xD800 || unit[0] > 0xDFFF) return CKaEncodingDecoder::TokenComplete;
+    if (unit[0] >= 0xDC00) return unpaired;
+    if (offset + 1 == m_available) {
+        return m_flushing ? unpaired : CKaEncodingDecoder::TokenIncomplete;
+    }
+    if (unit[1] < 0xDC00 || unit[1] > 0xDFFF) return unpaired;
+    length = 2;
+    return CKaEncodingDecoder::TokenComplete;
+}
+
+CKaEncodingEncoder::TTokenState CKaEncodingEncoder::CheckBufferToken(unsigned long offset)
+{
+    unsigned long length = 0;
+    return CheckBufferToken(offset, true, length);
+}
+
+void CKaEncodingEncoder::CommitBufferRead(unsigned long count)
+{
+    if (count > m_available) throw CKaCodeException(E_UNEXPECTED);
+    m_start += count;
+    m_available -= count;
+    m_nextTokenState = CheckBufferToken(0);
+}
+
+void CKaEncodingEncoder::Flush()
+{
+    if (m_available == 0) return;
+    CKaFlagScope flushing(m_flushing);
+    unsigned long units = 0;
+    if (m_failOnInvalid && ScanPending(units) == CKaEncodingDecoder::TokenInvalid) {
+        throw CKaCodeException(KA_E_INVALID_UTF16);
+    }
+    EncodeBuffer();
+}
+
+const wchar_t* CKaEncodingEncoder::PendingUnits() const
+{
+    return m_pending.getBuffer() + m_start;
+}
+
+void CKaEncodingEncoder::EmitBytes(const CKaByteBuffer& bytes, unsigned long units)
+{
+    if (!m_stream) throw CKaCodeException(E_POINTER);
+    m_stream->Write(bytes.getBuffer(), bytes.getSize());
+    CommitBufferRead(units);
+}
+
+CKaEncodingEncoder::TTokenState CKaEncodingEncoder::ScanPending(unsigned long& units)
+{
+    units = 0;
+    unsigned long length = 0;
+    for (;;) {
+        const TTokenState state = CheckBufferToken(units, m_failOnInvalid, length);
+        if (state != CKaEncodingDecoder::TokenComplete) return state;
+        units += length;
+    }
+}
+
+void CKaEncodingEncoder::AppendPending(const wchar_t* chars, unsigned long count)
+{
+    const unsigned long size = m_pending.getSize();
+    if (static_cast<unsigned __int64>(m_start) + m_available + count > size) {
+        if (static_cast<unsigned __int64>(m_available) + count > size) {
+            CKaSimpleBuffer<wchar_t> room(m_available + count);
+            if (m_available) {
+                std::memcpy(room.Unshare(), PendingUnits(), m_available * sizeof(wchar_t));
+            }
+            m_pending = room;
+        } else {
+            wchar_t* units = m_pending.Unshare();
+            std::memmove(units, units + m_start, m_available * sizeof(wchar_t));
+        }
+        m_start = 0;
+    }
+    std::memcpy(m_pending.Unshare() + m_start + m_available, chars, count * sizeof(wchar_t));
+    m_available += count;
+    if (m_nextTokenState == CKaEncodingDecoder::TokenEmpty ||
+        m_nextTokenState == CKaEncodingDecoder::TokenIncomplete) {
+        m_nextTokenState = CheckBufferToken(0);
+    }
+}
+
+// UTF-8
+
+CKaUtf8EncodingEncoder::CKaUtf8EncodingEncoder(CKaRef<IKaStream> stream)
+    : CKaEncodingEncoder(stream)
+{
+}
+
+CKaString CKaUtf8EncodingEncoder::getObjectTypeInfo()
+{
+    return ChainTypeInfo(L"zel.io.encoding.utf8.encoder",
+                         CKaEncodingEncoder::getObjectTypeInfo());
+}
+
+unsigned long CKaUtf8EncodingEncoder::EncodeBuffer()
+{
+    const unsigned long units = DetermineAvailableBufferChars();
+    if (units) EmitBytes(KaEncodeUnits(CP_UTF8, PendingUnits(), units, nullptr, nullptr), units);
+    return units;
+}
+
+// UTF-16
+
+CKaUtf16EncodingEncoder::CKaUtf16EncodingEncoder(bool bigEndian, CKaRef<IKaStream> stream)
+    : CKaEncodingEncoder(stream), m_bigEndian(bigEndian)
+{
+}
+
+CKaString CKaUtf16EncodingEncoder::getObjectTypeInfo()
+{
+    return ChainTypeInfo(L"zel.io.encoding.utf16.encoder",
+                         CKaEncodingEncoder::getObjectTypeInfo());
+}
+
+bool CKaUtf16EncodingEncoder::getBigEndian() const
+{
+    return m_bigEndian;
+}
+
+unsigned long CKaUtf16EncodingEncoder::EncodeBuffer()
+{
+    const unsigned long units = DetermineAvailableBufferChars();
+    if (units) {
+        CKaByteBuffer bytes(2 * units);
+        KaUnitsToBytes(PendingUnits(), units, m_bigEndian, bytes.Unshare());
+        EmitBytes(bytes, units);
+    }
+    return units;
+}
+
+// Multi-byte code pages
+
+CKaMultiByteEncodingEncoder::CKaMultiByteEncodingEncoder(unsigned short codePage,
+                                                         CKaRef<IKaStream> stream)
+    : CKaEncodingEncoder(stream), m_codePage(codePage)
+{
+}
+
+CKaString CKaMultiByteEncodingEncoder::getObjectTypeInfo()
+{
+    return ChainTypeInfo(L"zel.io.encoding.multibyte.encoder",
+                         CKaEncodingEncoder::getObjectTypeInfo());
+}
+
+unsigned short CKaMultiByteEncodingEncoder::getCodePage() const
+{
+    return m_codePage;
+}
+
+unsigned long CKaMultiByteEncodingEncoder::EncodeBuffer()
+{
+    const unsigned long units = DetermineAvailableBufferChars();
+    if (units) {
+        EmitBytes(KaEncodeUnits(m_codePage, PendingUnits(), units, nullptr, nullptr), units);
+    }
+    return units;
+}
