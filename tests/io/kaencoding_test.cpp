@@ -24,18 +24,18 @@ TEST(EncodingTest, ConvertsAsThePlatformDoes)
             const std::wstring text = source.AnyText(500);
             const TBytes bytes = PlatformBytes(codePage, text);
             CKaRef<CKaEncoding> encoding = Encoding(codePage);
-            EXPECT_EQ(bytes, Bytes(encoding->GetBytes(Str(text), true)));
+            EXPECT_EQ(bytes, Bytes(encoding->GetBytes(text.c_str(), true)));
             EXPECT_EQ(bytes, EncodeInPieces(encoding, text, source));
             EXPECT_EQ(text, Units(encoding->GetText(Buffer(bytes), true)));
         }
     }
     // Both forms of the UTF-8 GetBytes replace a lone surrogate as the system does.
     const std::wstring lone = L"a\xD800" L"b\xDC00";
-    EXPECT_EQ(PlatformBytes(CP_UTF8, lone), Bytes(Encoding(CP_UTF8)->GetBytes(Str(lone), true)));
-    EXPECT_EQ(PlatformBytes(CP_UTF8, lone), Bytes(Encoding(CP_UTF8)->GetBytes(Str(lone), L'?')));
+    EXPECT_EQ(PlatformBytes(CP_UTF8, lone), Bytes(Encoding(CP_UTF8)->GetBytes(lone.c_str(), true)));
+    EXPECT_EQ(PlatformBytes(CP_UTF8, lone), Bytes(Encoding(CP_UTF8)->GetBytes(lone.c_str(), L'?')));
     // A byte-order mark stays a character.
-    EXPECT_EQ(L"\xFEFF" L"a", Units(Encoding(CP_UTF8)->GetText(Buffer(Bytes("\xEF\xBB\xBF" "a")),
-                                                              true)));
+    const CKaByteBuffer marked = Buffer(Bytes("\xEF\xBB\xBF" "a"));
+    EXPECT_EQ(L"\xFEFF" L"a", Units(Encoding(CP_UTF8)->GetText(marked, true)));
 }
 
 TEST(EncodingTest, EveryCodePageConvertsItsCharactersThereAndBack)
@@ -51,8 +51,8 @@ TEST(EncodingTest, EveryCodePageConvertsItsCharactersThereAndBack)
         const TBytes bytes = PlatformBytes(codePage, text);
         CKaRef<CKaEncoding> encoding = Encoding(codePage);
         EXPECT_EQ(text, Units(encoding->GetText(Buffer(bytes), true)));
-        EXPECT_EQ(bytes, Bytes(encoding->GetBytes(Str(text), true)));
-        EXPECT_EQ(bytes, Bytes(encoding->GetBytes(Str(text), L'?')));
+        EXPECT_EQ(bytes, Bytes(encoding->GetBytes(text.c_str(), true)));
+        EXPECT_EQ(bytes, Bytes(encoding->GetBytes(text.c_str(), L'?')));
         EXPECT_EQ(bytes, EncodeInPieces(encoding, text, source));
     }
     EXPECT_GE(tested, 33);
@@ -98,11 +98,11 @@ TEST(Utf16EncodingTest, UnpairedSurrogatesThrowOrStayOrBecomeTheReplacement)
     };
     for (const auto& c : cases) {
         const long code = c.valid ? S_OK : KA_E_INVALID_UTF16;
-        EXPECT_EQ(code, ThrownCode([&] { encoding->GetBytes(Str(c.text), true); }));
-        const CKaByteBuffer bytes = encoding->GetBytes(Str(c.text), false);
+        EXPECT_EQ(code, ThrownCode([&] { encoding->GetBytes(c.text.c_str(), true); }));
+        const CKaByteBuffer bytes = encoding->GetBytes(c.text.c_str(), false);
         EXPECT_EQ(c.text, Units(encoding->GetText(bytes, false)));
         EXPECT_EQ(code, ThrownCode([&] { encoding->GetText(bytes, true); }));
-        EXPECT_EQ(PlatformBytes(1200, c.replaced), Bytes(encoding->GetBytes(Str(c.text), L'?')));
+        EXPECT_EQ(PlatformBytes(1200, c.replaced), Bytes(encoding->GetBytes(c.text.c_str(), L'?')));
     }
     EXPECT_EQ(KA_E_COUNT_OUT_OF_RANGE,
               ThrownCode([&] { encoding->GetText(Buffer({0x41, 0x00, 0x42}), false); }));
@@ -114,11 +114,11 @@ TEST(MultiByteEncodingTest, UnmappableCharactersThrowOrBecomeTheDefaultOrTheRepl
 {
     CKaRef<CKaEncoding> encoding = Encoding(1252);
     const std::wstring text = L"a\x0416" L"b\x4E00"; // neither letter has a byte in 1252
-    EXPECT_EQ(E_INVALIDARG, ThrownCode([&] { encoding->GetBytes(Str(text), true); }));
-    EXPECT_EQ(PlatformBytes(1252, text), Bytes(encoding->GetBytes(Str(text), false)));
-    EXPECT_EQ(Bytes("a#b#"), Bytes(encoding->GetBytes(Str(text), L'#')));
+    EXPECT_EQ(E_INVALIDARG, ThrownCode([&] { encoding->GetBytes(text.c_str(), true); }));
+    EXPECT_EQ(PlatformBytes(1252, text), Bytes(encoding->GetBytes(text.c_str(), false)));
+    EXPECT_EQ(Bytes("a#b#"), Bytes(encoding->GetBytes(text.c_str(), L'#')));
     EXPECT_EQ(KA_E_DEFAULT_CHAR_USED,
-              ThrownCode([&] { encoding->GetBytes(Str(text), L'\x0416'); }));
+              ThrownCode([&] { encoding->GetBytes(text.c_str(), L'\x0416'); }));
     // A double-byte replacement in a double-byte code page.
     EXPECT_EQ(PlatformBytes(932, L"x\x3042"),
               Bytes(Encoding(932)->GetBytes(CKaString(L"x\x0E01"), L'\x3042')));

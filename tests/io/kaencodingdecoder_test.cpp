@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
-#include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <shlobj.h>
 #include "katempfolder.h"
 #include "katextsupport.h"
@@ -72,11 +73,8 @@ std::string TraceOf(Action action)
     RegDeleteTreeW(HKEY_CURRENT_USER, key);
     KaTraceStart(CSIDL_LOCAL_APPDATA, L"Norvane\\Quillmarsh\\Trace", L"zelka130.trc",
                  L"Software\\Norvane\\Quillmarsh\\ZELCORE\\MAIN", 4, categories, 3, 5, 30);
-    std::string text;
-    FILE* stream = _wfopen(file.getSz(), L"rb");
-    for (int ch; stream && (ch = std::fgetc(stream)) != EOF;) text += static_cast<char>(ch);
-    if (stream) std::fclose(stream);
-    return text;
+    std::ifstream trace(file.getSz(), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(trace), std::istreambuf_iterator<char>());
 }
 
 TEST(DecoderReadTest, ACountMismatchThrowsAndIsTracedAsAWarning)

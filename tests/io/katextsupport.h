@@ -26,11 +26,6 @@ inline TBytes Bytes(const char* text)
     return TBytes(text, text + std::strlen(text));
 }
 
-inline CKaString Str(const std::wstring& text)
-{
-    return CKaString(text.data(), static_cast<unsigned long>(text.size()));
-}
-
 // A memory stream that hands out at most `chunk` bytes a read.
 class CTestStream : public CKaMemoryStream
 {
@@ -127,11 +122,10 @@ inline std::wstring Representable(unsigned short codePage)
 }
 
 // The Windows code pages among the standard encodings.
-const unsigned short kCodePages[] = {874,   932,   936,   949,   950,   1250,  1251,
-                                     1252,  1253,  1254,  1255,  1256,  1257,  1258,
-                                     437,   720,   737,   775,   850,   852,   855,
-                                     857,   858,   862,   866,   28591, 28592, 28593,
-                                     28594, 28595, 28596, 28598, 28599, 28605};
+const unsigned short kCodePages[] = {874, 932, 936, 949, 950, 1250, 1251, 1252, 1253, 1254, 1255,
+                                     1256, 1257, 1258, 437, 720, 737, 775, 850, 852, 855, 857, 858,
+                                     862, 866, 28591, 28592, 28593, 28594, 28595, 28596, 28598,
+                                     28599, 28605};
 
 // Random text and piece sizes.
 class CTextSource
