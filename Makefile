@@ -19,11 +19,10 @@ build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
 test: build
-	@bash tools/run-tests.sh $(BUILD)
+	@bash tools/in-wine.sh $(BUILD) ctest --output-on-failure
 
 demo: build
-	@WINEPREFIX=$(abspath $(BUILD))/wineprefix WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" \
-	  wine $(BUILD)/bin/zelka_demo.exe
+	@bash tools/in-wine.sh $(BUILD) wine bin/zelka_demo.exe
 
 install: build
 	@cmake --install $(BUILD) --prefix $(or $(PREFIX),$(BUILD)/install)
