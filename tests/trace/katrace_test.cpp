@@ -1,33 +1,61 @@
 #include <gtest/gtest.h>
+#include <process.h>
 #include <shlobj.h>
 #include <cstdio>
 #include <cstring>
-#include <thread>
-#include "katracetest.h"
+#include <cwchar>
+#include <string>
+#include <vector>
+#include "katempfolder.h"
+#include "katest.h"
 
 namespace {
 
-// What the traces of these tests read as the local time ({year, month, weekday, day, ...}).
-SYSTEMTIME g_testNow;
-
-void WINAPI KaTestClock(LPSYSTEMTIME time)
+// The "Trace" subkey of a configuration key below HKEY_CURRENT_USER, for a test to change at
+// will. The configuration key is removed before and after the test: the library writes its
+// defaults back whenever it next starts.
+class CKaTraceKey
 {
-    *time = g_testNow;
-}
+public:
+    explicit CKaTraceKey(const std::wstring& key) : m_key(key), m_trace(key + L"\\Trace")
+    {
+        RegDeleteTreeW(HKEY_CURRENT_USER, m_key.c_str());
+    }
+    ~CKaTraceKey() { RegDeleteTreeW(HKEY_CURRENT_USER, m_key.c_str()); }
+    CKaTraceKey(const CKaTraceKey&) = delete;
+    CKaTraceKey& operator=(const CKaTraceKey&) = delete;
 
-// The tests' own configuration key; its "Trace" subkey holds the settings.
-const wchar_t g_key[] = L"Software\\ZelkaTests";
-const wchar_t g_defaultSubFolder[] = L"ZelkaTests\\TraceDefault";
-const wchar_t* const g_names[] = {L"ERROR", L"INFO", L"UNEX", L"WARN"};
-const std::string g_separator = "***** " + std::string(80, '-');
-const std::string g_columns = "|EN |Cls  |Fn" + std::string(28, ' ') + "|";
+    void Set(const wchar_t* name, DWORD type, const void* data, DWORD size)
+    {
+        EXPECT_EQ(ERROR_SUCCESS,
+                  RegSetKeyValueW(HKEY_CURRENT_USER, m_trace.c_str(), name, type, data, size));
+    }
+    void SetDword(const wchar_t* name, DWORD value) { Set(name, REG_DWORD, &value, 4); }
+    void SetString(const wchar_t* name, const wchar_t* text, DWORD type = REG_SZ)
+    {
+        Set(name, type, text, static_cast<DWORD>((lstrlenW(text) + 1) * 2));
+    }
+    // A setting as "<type>:<value>".
+    std::wstring Get(const wchar_t* name) const
+    {
+        DWORD type = REG_NONE;
+        wchar_t data[1024] = {};
+        DWORD size = sizeof(data) - sizeof(wchar_t);
+        RegGetValueW(HKEY_CURRENT_USER, m_trace.c_str(), name, RRF_RT_ANY | RRF_NOEXPAND, &type,
+                     data, &size);
+        DWORD number = 0;
+        std::memcpy(&number, data, sizeof(number));
+        if (type == REG_DWORD) return L"dword:" + std::to_wstring(number);
+        return (type == REG_SZ ? L"sz:" : type == REG_EXPAND_SZ ? L"expand:" : L"other:") +
+               std::wstring(data);
+    }
+
+private:
+    std::wstring m_key;
+    std::wstring m_trace;
+};
 
 typedef std::vector<std::string> TLines;
-
-TLines Marker(const std::string& line)
-{
-    return {g_separator, line, g_separator};
-}
 
 TLines operator+(TLines a, const TLines& b)
 {
@@ -40,34 +68,87 @@ TLines Tail(const TLines& lines, std::size_t count)
     return count > lines.size() ? lines : TLines(lines.end() - count, lines.end());
 }
 
-// Status lines of a start or continuation block, all four categories named.
-TLines Settings(bool tracking, unsigned mask)
+std::string ReadFile(const wchar_t* path)
 {
-    TLines lines = {std::string("***** Tracking: ") + (tracking ? "enabled" : "disabled")};
-    for (unsigned i = 0; i < 4; ++i) {
-        lines.push_back("***** Category " + KaNarrow(g_names[i]) + ": " +
-                        ((mask >> i) & 1 ? "enabled" : "disabled"));
+    std::string content;
+    // Shared for writing and deleting: the trace may still hold the file open.
+    HANDLE file = CreateFileW(path, GENERIC_READ,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return content;
+    char buffer[65536];
+    DWORD read = 0;
+    while (::ReadFile(file, buffer, sizeof(buffer), &read, nullptr) && read) {
+        content.append(buffer, read);
     }
-    return lines;
+    CloseHandle(file);
+    return content;
 }
 
+// The file split at CR LF; a bare LF fails the test that reads it.
+TLines ReadLines(const wchar_t* path)
+{
+    const std::string content = ReadFile(path);
+    TLines lines;
+    for (std::string::size_type start = 0;;) {
+        const std::string::size_type end = content.find("\r\n", start);
+        lines.push_back(content.substr(start, end == std::string::npos ? end : end - start));
+        EXPECT_EQ(std::string::npos, lines.back().find('\n')) << "bare line feed";
+        if (end == std::string::npos) return lines;
+        start = end + 2;
+    }
+}
+
+std::string Narrow(const wchar_t* text)
+{
+    char buffer[1024] = {};
+    WideCharToMultiByte(CP_ACP, 0, text, -1, buffer, sizeof(buffer), nullptr, nullptr);
+    return buffer;
+}
+
+bool Exists(const wchar_t* path)
+{
+    return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
+}
+
+// What the traces of these tests read as the local time ({year, month, weekday, day, ...}).
+SYSTEMTIME g_testNow;
+
+void WINAPI KaTestClock(LPSYSTEMTIME time)
+{
+    *time = g_testNow;
+}
+
+const wchar_t g_defaultSubFolder[] = L"ZelkaTests\\TraceDefault";
+const wchar_t* const g_names[] = {L"ERROR", L"INFO", L"UNEX", L"WARN"};
+const std::string g_separator = "***** " + std::string(80, '-');
+const std::string g_columns = "|EN |Cls  |Fn" + std::string(28, ' ') + "|";
+const std::string g_at = " at 2024-03-01 12:34:56.789";
+
+TLines Marker(const std::string& line)
+{
+    return {g_separator, line, g_separator};
+}
+
+// A start or continuation block, its status lines naming all four categories.
 TLines StartBlock(const std::string& what, bool tracking = true, unsigned mask = 15)
 {
-    return TLines{g_separator, "***** " + what} + Settings(tracking, mask) + TLines{g_separator};
+    TLines lines = {g_separator, "***** " + what,
+                    std::string("***** Tracking: ") + (tracking ? "enabled" : "disabled")};
+    for (unsigned i = 0; i < 4; ++i) {
+        lines.push_back("***** Category " + Narrow(g_names[i]) + ": " +
+                        ((mask >> i) & 1 ? "enabled" : "disabled"));
+    }
+    return lines + TLines{g_separator};
 }
 
-std::string ThreadColumn(DWORD id = GetCurrentThreadId())
-{
-    char text[16];
-    std::snprintf(text, sizeof(text), "%4lu", static_cast<unsigned long>(id));
-    return text;
-}
-
-// An entry line of the test site at the test clock's usual time.
+// An entry line written by this thread, by default of the test site at the test clock's time.
 std::string Entry(const std::string& label, const std::string& message,
-                  const std::string& time = "12:34:56.789")
+                  const std::string& columns = g_columns, const char* time = "12:34:56.789")
 {
-    return time + "|" + ThreadColumn() + "|" + label + g_columns + message;
+    char thread[16];
+    std::snprintf(thread, sizeof(thread), "%4lu", static_cast<unsigned long>(GetCurrentThreadId()));
+    return std::string(time) + "|" + thread + "|" + label + columns + message;
 }
 
 CKaString DefaultFolder()
@@ -80,16 +161,13 @@ CKaString DefaultFolder()
 class KaTraceFileTest : public ::testing::Test
 {
 protected:
-    KaTraceFileTest() : m_registry(g_key)
-    {
-        g_testNow = SYSTEMTIME{2024, 3, 5, 1, 12, 34, 56, 789};
-    }
+    KaTraceFileTest() { g_testNow = SYSTEMTIME{2024, 3, 5, 1, 12, 34, 56, 789}; }
 
     ~KaTraceFileTest() override
     {
         m_trace.Stop();
         const CKaString folder = DefaultFolder();
-        DeleteFileW(CKaString::Build(L"%s\\test.trc", folder.getSz()));
+        DeleteFileW(folder + L"\\test.trc");
         RemoveDirectoryW(folder);
         RemoveDirectoryW(folder.Left(folder.getLength() - lstrlenW(L"\\TraceDefault")));
     }
@@ -98,68 +176,36 @@ protected:
     void Configure(DWORD enabled, DWORD tracking = 1, DWORD mask = 0xFFFFFFFF,
                    DWORD maxFileSizeKB = 10000, DWORD keepFileOpen = 1)
     {
-        m_registry.SetDword(L"Trace", L"Enabled", enabled);
-        m_registry.SetDword(L"Trace", L"Tracking", tracking);
-        m_registry.SetDword(L"Trace", L"CategoryMask", mask);
-        m_registry.SetDword(L"Trace", L"MaxFileSize", maxFileSizeKB);
-        m_registry.SetDword(L"Trace", L"KeepFileOpen", keepFileOpen);
-        m_registry.SetString(L"Trace", L"TargetPath", m_folder.getPath());
+        m_registry.SetDword(L"Enabled", enabled);
+        m_registry.SetDword(L"Tracking", tracking);
+        m_registry.SetDword(L"CategoryMask", mask);
+        m_registry.SetDword(L"MaxFileSize", maxFileSizeKB);
+        m_registry.SetDword(L"KeepFileOpen", keepFileOpen);
+        m_registry.SetString(L"TargetPath", m_folder.getPath());
     }
 
     void Start(unsigned long count = 4, const wchar_t* const* names = g_names)
     {
-        m_trace.Start(CSIDL_LOCAL_APPDATA, g_defaultSubFolder, L"test.trc", g_key, count, names,
-                      3, 5, 30);
+        m_trace.Start(CSIDL_LOCAL_APPDATA, g_defaultSubFolder, L"test.trc",
+                      L"Software\\ZelkaTests", count, names, 3, 5, 30);
     }
 
-    template <class... Args>
-    void Trace(unsigned long category, const wchar_t* format, Args... args)
-    {
-        TraceAt({category, L"EN", L"Cls", L"Fn"}, format, args...);
-    }
-
-    void TraceAt(const TKaTraceSite& site, const wchar_t* format, ...)
+    // An entry of the test site.
+    void Trace(unsigned long category, const wchar_t* format, ...)
     {
         va_list args;
         va_start(args, format);
-        m_trace.Trace(site, format, args);
+        m_trace.Trace({category, L"EN", L"Cls", L"Fn"}, format, args);
         va_end(args);
     }
 
     TLines Lines(const wchar_t* name = L"test.trc") const
     {
-        return KaReadLines(m_folder.File(name));
-    }
-
-    TLines LinesFrom(std::size_t first) const
-    {
-        const TLines lines = Lines();
-        return first < lines.size() ? TLines(lines.begin() + first, lines.end()) : TLines();
-    }
-
-    DWORD Dword(const wchar_t* name) const
-    {
-        DWORD type = 0;
-        std::vector<BYTE> data;
-        EXPECT_TRUE(m_registry.Query(L"Trace", name, type, data)) << KaNarrow(name);
-        EXPECT_EQ(static_cast<DWORD>(REG_DWORD), type) << KaNarrow(name);
-        DWORD value = 0;
-        if (data.size() == sizeof(value)) std::memcpy(&value, data.data(), sizeof(value));
-        return value;
-    }
-
-    CKaString Text(const wchar_t* name, DWORD expectedType = REG_SZ) const
-    {
-        DWORD type = 0;
-        std::vector<BYTE> data;
-        EXPECT_TRUE(m_registry.Query(L"Trace", name, type, data)) << KaNarrow(name);
-        EXPECT_EQ(expectedType, type) << KaNarrow(name);
-        data.resize(data.size() + 2);
-        return reinterpret_cast<const wchar_t*>(data.data());
+        return ReadLines(m_folder.File(name));
     }
 
     CKaTempFolder m_folder;
-    CKaRegistryGuard m_registry;
+    CKaTraceKey m_registry{L"Software\\ZelkaTests"};
     CKaTraceFile m_trace{KaTestClock};
 };
 
@@ -167,241 +213,88 @@ protected:
 
 // ---- configuration ----------------------------------------------------------------------------
 
-TEST_F(KaTraceFileTest, MissingKeyIsCreatedWithTheDefaultsAndNothingIsWritten)
+TEST_F(KaTraceFileTest, AMissingKeyIsCreatedWithTheDefaultsAndNothingIsWritten)
 {
-    ASSERT_FALSE(m_registry.KeyExists(L""));
+    ASSERT_EQ(L"other:", m_registry.Get(L"Enabled"));
     Start();
-    EXPECT_EQ(0u, Dword(L"Enabled"));
-    EXPECT_EQ(1u, Dword(L"Tracking"));
-    EXPECT_EQ(0xFFFFFFFFu, Dword(L"CategoryMask"));
-    EXPECT_EQ(10000u, Dword(L"MaxFileSize"));
-    EXPECT_EQ(1u, Dword(L"KeepFileOpen"));
-    EXPECT_EQ(CKaString(L""), Text(L"TargetPath"));
-    EXPECT_EQ(CKaString(L"0: tracing disabled\r\n1: tracing enabled"), Text(L"EnabledComment"));
-    EXPECT_EQ(CKaString(L"0: tracking disabled\r\n1: tracking enabled"),
-              Text(L"TrackingComment"));
-    EXPECT_EQ(CKaString(L"Module specific category bitmask."), Text(L"CategoryMaskComment"));
-    EXPECT_EQ(CKaString(L"Maximum trace file size in KB."), Text(L"MaxFileSizeComment"));
-    EXPECT_EQ(CKaString(L"0: close file after write\r\n1: keep file open after write"),
-              Text(L"KeepFileOpenComment"));
-    EXPECT_EQ(CKaString(L"The path to the folder where the trace files are located"),
-              Text(L"TargetPathComment"));
-
+    const wchar_t* const expected[][2] = {
+        {L"Enabled", L"dword:0"},
+        {L"EnabledComment", L"sz:0: tracing disabled\r\n1: tracing enabled"},
+        {L"Tracking", L"dword:1"},
+        {L"TrackingComment", L"sz:0: tracking disabled\r\n1: tracking enabled"},
+        {L"CategoryMask", L"dword:4294967295"},
+        {L"CategoryMaskComment", L"sz:Module specific category bitmask."},
+        {L"MaxFileSize", L"dword:10000"},
+        {L"MaxFileSizeComment", L"sz:Maximum trace file size in KB."},
+        {L"KeepFileOpen", L"dword:1"},
+        {L"KeepFileOpenComment", L"sz:0: close file after write\r\n1: keep file open after write"},
+        {L"TargetPath", L"sz:"},
+        {L"TargetPathComment", L"sz:The path to the folder where the trace files are located"},
+    };
+    for (const auto& setting : expected) EXPECT_EQ(setting[1], m_registry.Get(setting[0]));
     // Started, but off: the default folder is made and stays empty.
     EXPECT_TRUE(m_trace.getIsStarted());
-    EXPECT_FALSE(m_trace.getIsEnabled());
     Trace(1, L"dropped");
-    const CKaString folder = DefaultFolder();
-    EXPECT_NE(INVALID_FILE_ATTRIBUTES, GetFileAttributesW(folder));
-    EXPECT_FALSE(KaFileExists(CKaString::Build(L"%s\\test.trc", folder.getSz())));
+    EXPECT_TRUE(Exists(DefaultFolder()));
+    EXPECT_FALSE(Exists(DefaultFolder() + L"\\test.trc"));
 }
 
 TEST_F(KaTraceFileTest, ConfiguredValuesAreAppliedAndWrittenBackUnchanged)
 {
     Configure(1, 0, 0x5, 7, 0);
-    m_registry.SetString(L"Trace", L"TargetPath", m_folder.getPath(), REG_EXPAND_SZ);
+    m_registry.SetString(L"TargetPath", m_folder.getPath(), REG_EXPAND_SZ);
     Start();
-
-    EXPECT_TRUE(m_trace.getIsEnabled());
-    EXPECT_FALSE(m_trace.getIsTracking());
     EXPECT_EQ(7u, m_trace.getMaxFileSizeKB());
     EXPECT_FALSE(m_trace.getKeepFileOpen());
     // The start block is stamped before any entry has read the clock.
     EXPECT_EQ(TLines{""} + StartBlock("Starting trace at 0000-00-00 00:00:00.000", false, 5),
               Lines());
-
-    EXPECT_EQ(1u, Dword(L"Enabled"));
-    EXPECT_EQ(0u, Dword(L"Tracking"));
-    EXPECT_EQ(5u, Dword(L"CategoryMask"));
-    EXPECT_EQ(7u, Dword(L"MaxFileSize"));
-    EXPECT_EQ(0u, Dword(L"KeepFileOpen"));
-    EXPECT_EQ(m_folder.getPath(), Text(L"TargetPath", REG_EXPAND_SZ));
-}
-
-TEST_F(KaTraceFileTest, ImproperValuesKeepTheirDefaults)
-{
-    struct TCase
-    {
-        DWORD type;
-        std::vector<BYTE> data;
-    };
-    const std::wstring folder = m_folder.getPath().getSz();
-    const std::wstring tooLong = folder + L"\\" + std::wstring(300 - folder.size(), L'a');
-    const BYTE* text = reinterpret_cast<const BYTE*>(folder.c_str());
-    const BYTE* longText = reinterpret_cast<const BYTE*>(tooLong.c_str());
-    const std::size_t bytes = folder.size() * 2;
-    std::vector<BYTE> oddLength(text, text + bytes + 2);
-    oddLength.push_back(0);
-    // Each would name the temp folder (or a folder below it) if it were taken.
-    const TCase targetPaths[] = {
-        {REG_SZ, std::vector<BYTE>(text, text + bytes)},                        // no terminator
-        {REG_SZ, oddLength},
-        {REG_BINARY, std::vector<BYTE>(text, text + bytes + 2)},                // not a string
-        {REG_SZ, std::vector<BYTE>(longText, longText + tooLong.size() * 2 + 2)}, // too long
-    };
-    const CKaString defaultFile = CKaString::Build(L"%s\\test.trc", DefaultFolder().getSz());
-    for (const TCase& targetPath : targetPaths) {
-        Configure(1);
-        // A character after the data, so that the registry does not make up a terminator.
-        std::vector<BYTE> stored = targetPath.data;
-        stored.insert(stored.end(), {'X', 0});
-        m_registry.SetValue(L"Trace", L"TargetPath", targetPath.type, stored.data(),
-                            static_cast<DWORD>(targetPath.data.size()));
-        const BYTE shortTracking[2] = {0, 0};
-        m_registry.SetValue(L"Trace", L"Tracking", REG_BINARY, shortTracking, 2);
-        Start();
-        m_trace.Stop();
-
-        EXPECT_TRUE(KaFileExists(defaultFile)) << "type " << targetPath.type;
-        EXPECT_FALSE(KaFileExists(m_folder.File(L"test.trc")));
-        EXPECT_EQ(CKaString(L""), Text(L"TargetPath"));
-        EXPECT_EQ(1u, Dword(L"Tracking"));
-        DeleteFileW(defaultFile);
-    }
+    EXPECT_EQ(L"dword:5", m_registry.Get(L"CategoryMask"));
+    EXPECT_EQ(L"dword:0", m_registry.Get(L"KeepFileOpen"));
+    EXPECT_EQ(L"expand:" + std::wstring(m_folder.getPath()), m_registry.Get(L"TargetPath"));
 }
 
 // ---- entries ----------------------------------------------------------------------------------
 
-TEST_F(KaTraceFileTest, EntriesHavePaddedColumnsAndCrLfLines)
+TEST_F(KaTraceFileTest, EntriesOfEnabledCategoriesAndWhileTrackingOnly)
 {
-    Configure(1);
+    Configure(1, 1, 0xA);
     Start();
-    Trace(1, L"%d items of %s", 7, L"x");
+    const std::size_t startLines = Lines().size();
+    for (unsigned long category : {0ul, 1ul, 2ul, 4ul, 0xFFFFFFFFul}) {
+        Trace(category, L"%lu of %s", category, L"x");
+    }
     Trace(3, L"two\nlines");
+    Trace(1, nullptr); // a bad format leaves the message empty
+    Trace(1, L"%F", 1.5);
     m_trace.Enter(L"EN", L"Cls", L"Fn");
-    m_trace.Leave(L"EN", L"Cls", L"Fn", 42);
     m_trace.Leave(L"EN", L"Cls", L"Fn", static_cast<long>(0x80004005));
     // Columns are padded, never cut to their width.
     m_trace.Enter(L"ENCODER", nullptr, nullptr);
-
-    const TLines expected = {
-        Entry("INFO ", "7 items of x"),
-        Entry("WARN ", "two"),
-        "lines",
-        Entry("-->> ", ""),
-        Entry("<<-- ", "0000002a"),
-        Entry("<<-- ", "80004005"),
-        "12:34:56.789|" + ThreadColumn() + "|-->> |ENCODER|     |" + std::string(30, ' ') + "|",
-    };
-    EXPECT_EQ(expected, Tail(Lines(), expected.size()));
-}
-
-TEST_F(KaTraceFileTest, OverlongTextIsCutAndBadFormatsLeaveAnEmptyMessage)
-{
-    Configure(1);
-    Start();
-    const std::wstring longName(2000, L'f');
-    const TKaTraceSite site = {1, L"EN", L"Cls", longName.c_str()};
-    const std::wstring longMessage(20000, L'm');
-    EXPECT_NO_THROW(KaTraceStart(0, nullptr, nullptr, nullptr, 0, nullptr, 0, 0, 0));
-    EXPECT_NO_THROW(Trace(1, L"%s", longMessage.c_str()));
-    EXPECT_NO_THROW(Trace(1, L"%F", 1.5));
-    EXPECT_NO_THROW(Trace(1, nullptr));
-    EXPECT_NO_THROW(TraceAt(site, L"plain"));
-
-    const TLines lines = Lines();
-    ASSERT_GE(lines.size(), 4u);
-    const std::string head = "12:34:56.789|" + ThreadColumn() + "|INFO ";
-    EXPECT_EQ(Entry("INFO ", std::string(10240, 'm')), lines[lines.size() - 4]);
-    EXPECT_EQ(Entry("INFO ", ""), lines[lines.size() - 3]);
-    EXPECT_EQ(Entry("INFO ", ""), lines[lines.size() - 2]);
-    // The name columns stop at 1001 characters; their closing bar still follows.
-    EXPECT_EQ(head + "|EN |Cls  |" + std::string(1001 - 10, 'f') + "|plain", lines.back());
-}
-
-TEST_F(KaTraceFileTest, FilterHonoursCategoriesTrackingAndTheSwitch)
-{
-    Configure(1, 0, 0xA);
-    Start();
-    const std::size_t startLines = Lines().size();
-    Trace(0, L"error");
-    Trace(1, L"info");
-    Trace(2, L"unexpected");
-    Trace(3, L"warning");
-    Trace(4, L"beyond the table");
-    Trace(0xFFFFFFFF, L"far beyond");
+    m_trace.setTracking(false);
     m_trace.Enter(L"EN", L"Cls", L"Fn");
-    m_trace.Leave(L"EN", L"Cls", L"Fn", 0);
-    EXPECT_EQ((TLines{Entry("INFO ", "info"), Entry("WARN ", "warning")}),
-              LinesFrom(startLines));
+    const TLines entries = {
+        Entry("INFO ", "1 of x"), Entry("WARN ", "two"), "lines", Entry("INFO ", ""),
+        Entry("INFO ", ""), Entry("-->> ", ""), Entry("<<-- ", "80004005"),
+        Entry("-->> ", "", "|ENCODER|     |" + std::string(30, ' ') + "|")};
+    EXPECT_EQ(entries + Marker("***** Tracking disabled" + g_at),
+              Tail(Lines(), Lines().size() - startLines));
 
+    // Switched off: the block is the last thing written; switched back on, the first.
     m_trace.setEnabled(false);
     const TLines stopped = Lines();
-    EXPECT_EQ(Marker("***** Stopping trace at 2024-03-01 12:34:56.789"), Tail(stopped, 3));
+    EXPECT_EQ(Marker("***** Stopping trace" + g_at), Tail(stopped, 3));
     Trace(1, L"info while off");
-    m_trace.Enter(L"EN", L"Cls", L"Fn");
-    m_trace.setTracking(true);
     m_trace.setCategoryEnabled(0, true);
     EXPECT_EQ(stopped, Lines());
-
-    // Stopping writes nothing more and makes every later call a no-op.
     m_trace.setEnabled(true);
+    EXPECT_EQ(StartBlock("Starting trace" + g_at, false, 0xB), Tail(Lines(), 8));
+    // Stopping writes nothing more and makes every later call a no-op.
     m_trace.Stop();
     const TLines final = Lines();
-    EXPECT_EQ(StartBlock("Starting trace at 2024-03-01 12:34:56.789", true, 0xB), Tail(final, 8));
     Trace(1, L"after stop");
     m_trace.setEnabled(false);
-    EXPECT_FALSE(m_trace.getIsStarted());
     EXPECT_EQ(final, Lines());
-}
-
-TEST_F(KaTraceFileTest, MissingCategoryNamesAreShownAsTheirIndex)
-{
-    Configure(1, 1, 0x3);
-    const wchar_t* const names[] = {L"FIRST", nullptr};
-    Start(2, names);
-    Trace(1, L"second");
-    m_trace.Stop();
-    Start(2, nullptr);
-    Trace(0, L"first");
-
-    const TLines expected = {g_separator,
-                             "***** Starting trace at 0000-00-00 00:00:00.000",
-                             "***** Tracking: enabled",
-                             "***** Category FIRST: enabled",
-                             "***** Category 1: enabled",
-                             g_separator,
-                             Entry("1    ", "second"),
-                             g_separator,
-                             "***** Starting trace at 0000-00-00 00:00:00.000",
-                             "***** Tracking: enabled",
-                             "***** Category 0: enabled",
-                             "***** Category 1: enabled",
-                             g_separator,
-                             Entry("0    ", "first")};
-    EXPECT_EQ(TLines{""} + expected, Lines());
-}
-
-TEST_F(KaTraceFileTest, EntriesFromManyThreadsNeverInterleave)
-{
-    Configure(1);
-    Start();
-    const int threads = 4;
-    const int entries = 50;
-    std::vector<std::thread> workers;
-    std::vector<DWORD> ids(threads);
-    for (int t = 0; t < threads; ++t) {
-        workers.emplace_back([this, t, &ids] {
-            ids[t] = GetCurrentThreadId();
-            for (int i = 0; i < entries; ++i) Trace(1, L"thread %d entry %d", t, i);
-        });
-    }
-    for (std::thread& worker : workers) worker.join();
-
-    int count[threads] = {};
-    for (const std::string& line : Lines()) {
-        if (line.empty() || line[0] == '*') continue;
-        int t = -1;
-        int i = -1;
-        ASSERT_EQ(2, std::sscanf(line.c_str() + line.rfind('|') + 1, "thread %d entry %d", &t, &i))
-            << line;
-        ASSERT_TRUE(t >= 0 && t < threads) << line;
-        EXPECT_EQ(count[t]++, i) << line;
-        EXPECT_EQ("12:34:56.789|" + ThreadColumn(ids[t]) + "|INFO " + g_columns +
-                      "thread " + std::to_string(t) + " entry " + std::to_string(i),
-                  line);
-    }
-    for (int t = 0; t < threads; ++t) EXPECT_EQ(entries, count[t]);
 }
 
 // ---- markers ----------------------------------------------------------------------------------
@@ -412,31 +305,28 @@ TEST_F(KaTraceFileTest, EachChangedSettingWritesItsMarkerOnce)
     Start();
     Trace(1, L"reads the clock");
     const std::size_t before = Lines().size();
-    const std::string at = " at 2024-03-01 12:34:56.789";
-
-    m_trace.setTracking(false);
-    m_trace.setTracking(false);
-    m_trace.setCategoryEnabled(2, false);
-    m_trace.setCategoryEnabled(2, false);
-    m_trace.setCategoryEnabled(4, false);
-    m_trace.setMaxFileSizeKB(5);
-    m_trace.setMaxFileSizeKB(5);
-    m_trace.setKeepFileOpen(false);
-    m_trace.setKeepFileOpen(true);
-    m_trace.setKeepFileOpen(true);
-
+    for (int twice = 0; twice < 2; ++twice) {
+        m_trace.setTracking(false);
+        m_trace.setCategoryEnabled(2, false);
+        m_trace.setCategoryEnabled(4, false);
+        m_trace.setMaxFileSizeKB(5);
+        m_trace.setKeepFileOpen(twice != 0);
+    }
     // The flag words reach the wide formatter as 8-bit text, so their bytes show as UTF-16.
-    const std::string falseWord = KaNarrow(L"\x6166\x736c\x0065");
-    const std::string trueWord = KaNarrow(L"\x7274\x6575");
-    const TLines expected = Marker("***** Tracking disabled" + at) +
-                            Marker("***** Category disabled" + at) +
-                            Marker("***** Maximum file size changed to 5" + at) +
-                            Marker("***** Keep file open flag changed to " + falseWord + at) +
-                            Marker("***** Keep file open flag changed to " + trueWord + at);
-    EXPECT_EQ(expected, LinesFrom(before));
+    const std::string falseWord = Narrow(L"\x6166\x736c\x0065");
+    const std::string trueWord = Narrow(L"\x7274\x6575");
+    const TLines expected = Marker("***** Tracking disabled" + g_at) +
+                            Marker("***** Category disabled" + g_at) +
+                            Marker("***** Maximum file size changed to 5" + g_at) +
+                            Marker("***** Keep file open flag changed to " + falseWord + g_at) +
+                            Marker("***** Keep file open flag changed to " + trueWord + g_at);
+    EXPECT_EQ(expected, Tail(Lines(), Lines().size() - before));
     EXPECT_FALSE(m_trace.getIsCategoryEnabled(2));
     EXPECT_TRUE(m_trace.getIsCategoryEnabled(3));
-    EXPECT_EQ(5u, m_trace.getMaxFileSizeKB());
+    // Kept open, the file cannot be deleted; closed after every write, it can.
+    EXPECT_FALSE(DeleteFileW(m_folder.File(L"test.trc")));
+    m_trace.setKeepFileOpen(false);
+    EXPECT_TRUE(DeleteFileW(m_folder.File(L"test.trc")));
 }
 
 TEST_F(KaTraceFileTest, PathChangeIsNotedInTheOldFileAndContinuedInTheNew)
@@ -450,28 +340,12 @@ TEST_F(KaTraceFileTest, PathChangeIsNotedInTheOldFileAndContinuedInTheNew)
     m_trace.setPath(L"");
     m_trace.setPath(nullptr);
     Trace(1, L"new");
-
-    const std::string at = " at 2024-03-01 12:34:56.789";
     EXPECT_EQ(TLines{Entry("INFO ", "old")} +
-                  Marker("***** File path changed to " + KaNarrow(newPath) + at),
+                  Marker("***** File path changed to " + Narrow(newPath) + g_at),
               Tail(Lines(), 4));
-    EXPECT_EQ(TLines{""} + StartBlock("Continuing trace here" + at, true, 0x7) +
+    EXPECT_EQ(TLines{""} + StartBlock("Continuing trace here" + g_at, true, 0x7) +
                   TLines{Entry("INFO ", "new")},
               Lines(L"moved.log"));
-}
-
-TEST_F(KaTraceFileTest, RestartBeginsAFreshSession)
-{
-    Configure(1);
-    Start();
-    Trace(1, L"first session");
-    Configure(1, 0);
-    Start();
-    EXPECT_FALSE(m_trace.getIsTracking());
-    // No stop marker for the first session; the new one again has a zero time.
-    EXPECT_EQ(TLines{Entry("INFO ", "first session")} +
-                  StartBlock("Starting trace at 0000-00-00 00:00:00.000", false),
-              Tail(Lines(), 9));
 }
 
 TEST_F(KaTraceFileTest, DateChangeIsMarkedBetweenEntries)
@@ -484,40 +358,39 @@ TEST_F(KaTraceFileTest, DateChangeIsMarkedBetweenEntries)
     g_testNow = SYSTEMTIME{2024, 3, 5, 1, 0, 0, 0, 1};
     Trace(1, L"next day");
     m_trace.setTracking(false);
-
-    const TLines expected = TLines{Entry("INFO ", "leap day", "23:59:59.999"),
-                                   Entry("INFO ", "same day", "23:59:59.999")} +
+    const TLines expected = TLines{Entry("INFO ", "leap day", g_columns, "23:59:59.999"),
+                                   Entry("INFO ", "same day", g_columns, "23:59:59.999")} +
                             Marker("***** Current date: 2024-03-01") +
-                            TLines{Entry("INFO ", "next day", "00:00:00.001")} +
+                            TLines{Entry("INFO ", "next day", g_columns, "00:00:00.001")} +
                             Marker("***** Tracking disabled at 2024-03-01 00:00:00.001");
     EXPECT_EQ(TLines{""} + StartBlock("Starting trace at 0000-00-00 00:00:00.000") + expected,
               Lines());
 }
 
-// ---- categories -------------------------------------------------------------------------------
+// ---- starting again ---------------------------------------------------------------------------
 
 TEST_F(KaTraceFileTest, MoreThanThirtyTwoCategoriesNeverStart)
 {
-    Configure(1, 1, 0x80000001);
+    Configure(1, 1, 0x80000003);
     std::vector<const wchar_t*> names(33, L"C");
     Start(33, names.data());
     EXPECT_FALSE(m_trace.getIsStarted());
     Trace(0, L"nothing");
-    EXPECT_FALSE(KaFileExists(m_folder.File(L"test.trc")));
+    EXPECT_FALSE(Exists(m_folder.File(L"test.trc")));
 
-    // Thirty-two fit, bit 31 included.
+    // Thirty-two fit, bit 31 included; a missing name shows as the index.
+    names[1] = nullptr;
     Start(32, names.data());
-    EXPECT_EQ(32u, m_trace.getCategoryCount());
     Trace(31, L"last");
     Trace(30, L"masked");
-    EXPECT_EQ("12:34:56.789|" + ThreadColumn() + "|C    " + g_columns + "last", Lines().back());
-
-    // A running trace is left exactly as it is.
+    Trace(1, L"unnamed");
+    EXPECT_EQ((TLines{Entry("C    ", "last"), Entry("1    ", "unnamed")}), Tail(Lines(), 2));
+    // A running trace is left as it is; a valid start begins a fresh session, stamped anew.
     Start(33, names.data());
     EXPECT_EQ(32u, m_trace.getCategoryCount());
-    Trace(0, L"still running");
-    EXPECT_EQ("12:34:56.789|" + ThreadColumn() + "|C    " + g_columns + "still running",
-              Lines().back());
+    Configure(1, 0);
+    Start();
+    EXPECT_EQ(StartBlock("Starting trace at 0000-00-00 00:00:00.000", false), Tail(Lines(), 8));
 }
 
 // ---- file handling ----------------------------------------------------------------------------
@@ -530,66 +403,44 @@ TEST_F(KaTraceFileTest, RotationKeepsOneGenerationBesideANewFile)
     const CKaString old = m_folder.File(L"test.otc");
     std::string beforeLast;
     int i = 0;
-    for (; i < 100 && !KaFileExists(old); ++i) {
-        beforeLast = KaReadFile(current);
+    for (; i < 100 && !Exists(old); ++i) {
+        beforeLast = ReadFile(current);
         Trace(1, L"entry %03d", i);
     }
-    ASSERT_TRUE(KaFileExists(old));
+    ASSERT_TRUE(Exists(old));
     // Rotated by the first entry after which the file held 1024 bytes or more.
-    const std::string rotated = KaReadFile(old);
+    const std::string rotated = ReadFile(old);
     EXPECT_LT(beforeLast.size(), 1024u);
     EXPECT_GE(rotated.size(), 1024u);
     char last[16];
     std::snprintf(last, sizeof(last), "entry %03d", i - 1);
     EXPECT_EQ(beforeLast + "\r\n" + Entry("INFO ", last), rotated);
-    EXPECT_EQ(TLines{""} + StartBlock("Continuing trace here at 2024-03-01 12:34:56.789"),
-              Lines());
-
+    EXPECT_EQ(TLines{""} + StartBlock("Continuing trace here" + g_at), Lines());
     // The next rotation replaces the old generation.
-    const std::string firstGeneration = rotated;
-    for (int j = 0; j < 100 && KaReadFile(old) == firstGeneration; ++j) Trace(1, L"more");
-    EXPECT_EQ(0u, KaReadFile(old).find("\r\n" + g_separator + "\r\n***** Continuing"));
+    for (int j = 0; j < 100 && ReadFile(old) == rotated; ++j) Trace(1, L"more");
+    EXPECT_EQ(0u, ReadFile(old).find("\r\n" + g_separator + "\r\n***** Continuing"));
 }
 
-TEST_F(KaTraceFileTest, RotationTargetReplacesOnlyTheFileNameExtension)
+// ---- the library's own trace ------------------------------------------------------------------
+
+TEST(KaDllMain, AHostProcessLeavesAttachAndDetachEntries)
 {
-    Configure(1, 1, 0xF, 0);
-    Start();
-    ASSERT_TRUE(CreateDirectoryW(m_folder.File(L"dotted.d"), nullptr));
-    const CKaString path = m_folder.File(L"dotted.d\\noext");
-    m_trace.setPath(path);
-    // No limit: nothing rotates however large the file grows.
-    for (int i = 0; i < 40; ++i) Trace(1, L"%s", std::wstring(100, L'x').c_str());
-    EXPECT_FALSE(KaFileExists(m_folder.File(L"dotted.d\\noext.otc")));
+    CKaTempFolder folder;
+    CKaTraceKey registry(L"Software\\Norvane\\Quillmarsh\\ZELCORE\\MAIN");
+    registry.SetDword(L"Enabled", 1);
+    registry.SetString(L"TargetPath", folder.getPath());
+    wchar_t host[MAX_PATH];
+    GetModuleFileNameW(nullptr, host, MAX_PATH);
+    lstrcpyW(std::wcsrchr(host, L'\\') + 1, L"trace_host.exe");
+    ASSERT_EQ(0, _wspawnl(_P_WAIT, host, host, nullptr));
 
-    m_trace.setMaxFileSizeKB(1);
-    Trace(1, L"over the limit");
-    EXPECT_TRUE(KaFileExists(m_folder.File(L"dotted.d\\noext.otc")));
-    EXPECT_FALSE(KaFileExists(m_folder.File(L"dotted.otc")));
-}
-
-TEST_F(KaTraceFileTest, KeepFileOpenDecidesWhetherTheFileStaysOpen)
-{
-    Configure(1);
-    Start();
-    Trace(1, L"kept open");
-    EXPECT_FALSE(DeleteFileW(m_folder.File(L"test.trc")));
-    EXPECT_EQ(static_cast<DWORD>(ERROR_SHARING_VIOLATION), GetLastError());
-
-    m_trace.setKeepFileOpen(false);
-    EXPECT_TRUE(DeleteFileW(m_folder.File(L"test.trc")));
-    Trace(1, L"reopened");
-    EXPECT_EQ((TLines{"", Entry("INFO ", "reopened")}), Lines());
-    EXPECT_TRUE(DeleteFileW(m_folder.File(L"test.trc")));
-}
-
-TEST_F(KaTraceFileTest, UnwritableFolderDropsTheTextQuietly)
-{
-    Configure(1);
-    m_registry.SetString(L"Trace", L"TargetPath", m_folder.File(L"missing\\deeper"));
-    EXPECT_NO_THROW(Start());
-    EXPECT_TRUE(m_trace.getIsEnabled());
-    EXPECT_NO_THROW(Trace(1, L"lost"));
-    EXPECT_NO_THROW(m_trace.setTracking(false));
-    EXPECT_FALSE(KaFileExists(m_folder.File(L"missing")));
+    const TLines lines = ReadLines(folder.File(L"zelka130.trc"));
+    ASSERT_EQ(11u, lines.size());
+    EXPECT_EQ(TLines{""} + StartBlock("Starting trace at 0000-00-00 00:00:00.000"),
+              TLines(lines.begin(), lines.begin() + 9));
+    // Time and thread are the host's own.
+    const std::string entry = "|INFO |DLL|     |DllMain" + std::string(23, ' ') +
+                              "|ZELKA DLL version 1.30.2.23 ";
+    EXPECT_EQ(entry + "attached to process", lines[9].substr(lines[9].find('|', 13)));
+    EXPECT_EQ(entry + "detached from process", lines[10].substr(lines[10].find('|', 13)));
 }
