@@ -4,29 +4,99 @@
 #include "kaprobe.h"
 #include "katest.h"
 
-TEST(KaObject, OverReleaseIsClampedAndDestroysNothing)
+namespace {
+
+// A probe holding a counted reference: lets a test make one object the only owner of another.
+class CKaOwner : public CKaProbe
+{
+public:
+    using CKaProbe::CKaProbe;
+    CKaRef<CKaProbe> owned;
+};
+
+} // namespace
+
+// ---- references -----------------------------------------------------------------------------
+
+TEST(KaRef, CopiesCountAndTheLastReleaseDestroys)
+{
+    CKaProbe::Counters counters;
+    {
+        CKaRef<CKaProbe> first(new CKaProbe(counters));
+        CKaRef<CKaProbe> second = first;
+        CKaRef<CKaObject> base;
+        base = second;
+        // Assigning the pointer a reference already holds changes no count.
+        CKaRef<CKaProbe>& alias = first;
+        first = alias;
+        first = second.getPtr();
+        EXPECT_EQ(4u, first->AddRef());
+        EXPECT_EQ(3u, first->Release());
+        EXPECT_EQ(0, counters.destructions);
+    }
+    EXPECT_EQ(1, counters.finalReleases);
+    EXPECT_EQ(1, counters.destructions);
+}
+
+TEST(KaRef, ReplacingAnOwnerByWhatItOwnsKeepsTheOwnedObjectAlive)
+{
+    CKaProbe::Counters ownerCounters, ownedCounters;
+    CKaRef<CKaProbe> ref;
+    {
+        CKaRef<CKaOwner> owner(new CKaOwner(ownerCounters));
+        owner->owned = new CKaProbe(ownedCounters);
+        ref = owner;
+    }
+    // The owner holds the only other reference to the new target.
+    ref = static_cast<CKaOwner*>(ref.getPtr())->owned.getPtr();
+    EXPECT_EQ(1, ownerCounters.destructions);
+    EXPECT_EQ(0, ownedCounters.destructions);
+    EXPECT_EQ(L"zel.test.probe", ref->getObjectTypeId());
+}
+
+TEST(KaRef, NullMemberAccessThrowsAPointerCodeException)
+{
+    CKaRef<CKaError> none;
+    try {
+        none->getCode();
+        FAIL() << "no exception";
+    } catch (const CKaCodeException& e) {
+        EXPECT_EQ(E_POINTER, e.getCode());
+    }
+    EXPECT_EQ(E_POINTER, ThrownCode([&] { (*none).getCode(); }));
+    EXPECT_EQ(E_POINTER, ThrownCode([] { CKaComRef<IUnknown>()->AddRef(); }));
+    // Raw access and null tests never throw.
+    EXPECT_EQ(S_OK, ThrownCode([&] { EXPECT_TRUE(!none && none.getPtr() == nullptr); }));
+}
+
+TEST(KaComRef, AnOutParameterSlotReleasesWhatTheReferenceHeld)
+{
+    CKaProbe::Counters counters;
+    CKaComRef<CKaProbe> ref(new CKaProbe(counters));
+    CKaProbe* returned = new CKaProbe(counters);
+    returned->AddRef();
+    *ref.GetAddressOf() = returned;
+    EXPECT_EQ(1, counters.destructions);
+    ref = nullptr;
+    EXPECT_EQ(2, counters.destructions);
+}
+
+// ---- objects --------------------------------------------------------------------------------
+
+TEST(KaObject, OverReleaseIsClampedAndFinalConstructionNeverDestroys)
 {
     CKaProbe::Counters counters;
     CKaProbe* probe = new CKaProbe(counters);
     EXPECT_EQ(0u, probe->Release());
     EXPECT_EQ(0u, probe->Release());
+    probe->InternalFinalConstructAddRef();
+    probe->InternalFinalConstructRelease();
     EXPECT_EQ(0, counters.destructions);
     // The count stayed at 0: the next reference is the first.
     EXPECT_EQ(1u, probe->AddRef());
     EXPECT_EQ(0u, probe->Release());
     EXPECT_EQ(1, counters.finalReleases);
     EXPECT_EQ(1, counters.destructions);
-}
-
-TEST(KaObject, CountingReturnsTheNewCount)
-{
-    CKaProbe::Counters counters;
-    CKaRef<CKaProbe> ref(new CKaProbe(counters));
-    EXPECT_EQ(2u, ref->AddRef());
-    EXPECT_EQ(3u, ref->AddRef());
-    EXPECT_EQ(2u, ref->Release());
-    EXPECT_EQ(1u, ref->Release());
-    EXPECT_EQ(0, counters.destructions);
 }
 
 TEST(KaObject, ReferencesTakenDuringFinalReleaseDoNotDestroyTwice)
@@ -46,85 +116,47 @@ TEST(KaObject, ReferencesTakenDuringFinalReleaseDoNotDestroyTwice)
     EXPECT_EQ(1, counters.destructions);
 }
 
-TEST(KaObject, FinalConstructHooksNeverDestroy)
-{
-    CKaProbe::Counters counters;
-    CKaProbe* probe = new CKaProbe(counters);
-    probe->InternalFinalConstructAddRef();
-    probe->InternalFinalConstructRelease();
-    EXPECT_EQ(0, counters.destructions);
-    EXPECT_EQ(1u, probe->AddRef());
-    probe->Release();
-    EXPECT_EQ(1, counters.destructions);
-}
-
 TEST(KaObject, TypeChainNamesTheMostDerivedFirst)
 {
     CKaRef<CKaObject> plain(new CKaObject);
     EXPECT_EQ(L"zel.common.object", plain->getObjectTypeInfo());
     EXPECT_EQ(L"zel.common.object", plain->getObjectTypeId());
-
     CKaProbe::Counters counters;
     CKaRef<CKaObject> probe(new CKaProbe(counters));
     EXPECT_EQ(L"zel.test.probe;zel.common.object", probe->getObjectTypeInfo());
     EXPECT_EQ(L"zel.test.probe", probe->getObjectTypeId());
 }
 
-TEST(KaObject, ReferencesMayBeCopiedFromManyThreads)
+TEST(KaObject, CountAndLockHoldAcrossThreads)
 {
     CKaProbe::Counters counters;
-    {
-        CKaRef<CKaProbe> shared(new CKaProbe(counters));
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 4; ++t) {
-            threads.emplace_back([shared] {
-                for (int i = 0; i < 20000; ++i) {
-                    CKaRef<CKaProbe> copy = shared;
-                }
-            });
-        }
-        for (auto& thread : threads) thread.join();
-        EXPECT_EQ(2u, shared->AddRef());
-        shared->Release();
-        EXPECT_EQ(0, counters.destructions);
-    }
-    EXPECT_EQ(1, counters.destructions);
-}
-
-TEST(KaObject, ObjectLockExcludesOtherThreads)
-{
-    CKaRef<CKaObject> object(new CKaObject);
+    CKaRef<CKaProbe> shared(new CKaProbe(counters));
     long total = 0;
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 5000; ++i) {
-                object->Lock();
+        threads.emplace_back([shared, &total] {
+            for (int i = 0; i < 20000; ++i) {
+                CKaRef<CKaProbe> copy = shared;
+                if (i % 4) continue;
+                // The first locks race each other into the lazily made critical section.
+                copy->Lock();
                 const long seen = total;
-                if (i % 64 == 0) Sleep(0);
+                if (i % 256 == 0) Sleep(0);
                 total = seen + 1;
-                object->Unlock();
+                copy->Unlock();
             }
         });
     }
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(20000, total);
+    EXPECT_EQ(2u, shared->AddRef());
+    shared->Release();
+    EXPECT_EQ(0, counters.destructions);
 }
 
-TEST(KaNewDeleteMixin, ExhaustionIsOutOfMemoryNotBadAlloc)
+TEST(KaNewDeleteMixin, ExhaustionIsOutOfMemoryBeforeAnyConstructorRuns)
 {
-    try {
-        void* p = CKaNewDeleteMixin::operator new(0xFFFFFFF0u);
-        CKaNewDeleteMixin::operator delete(p);
-        FAIL() << "a 4 GiB request succeeded in a 32-bit process";
-    } catch (const CKaCodeException& e) {
-        EXPECT_EQ(E_OUTOFMEMORY, e.getCode());
-    }
-}
-
-TEST(KaNewDeleteMixin, ObjectCreationFailureLeavesNothingBehind)
-{
-    // An object too large for the address space: new must throw before any constructor runs.
+    // An object too large for the address space; std::bad_alloc would escape ThrownCode.
     struct CKaHuge : CKaObject
     {
         char payload[0x7FFFFF00];

@@ -3,6 +3,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 #include <zelka/zelka.h>
 
 // Lets GoogleTest show strings in failure messages (non-ASCII units as \uXXXX).
@@ -26,6 +27,14 @@ inline void PrintTo(const CKaString& s, std::ostream* os)
 inline std::wstring Units(const CKaString& s)
 {
     return std::wstring(s.getSz(), s.getLength());
+}
+
+using TKaBytes = std::vector<unsigned char>;
+
+// Every byte of a buffer, for exact comparisons.
+inline TKaBytes Bytes(const CKaSimpleBuffer<unsigned char>& buffer)
+{
+    return TKaBytes(buffer.getBuffer(), buffer.getBuffer() + buffer.getSize());
 }
 
 // The status code a call throws as CKaException, or S_OK when it throws nothing.

@@ -2,7 +2,6 @@
 #define ZELKA_TESTS_KATESTRES_H
 
 // String ids of zelka_test_res.dll, shared by its resource script and the tests.
-#define KATESTRES_GREETING   1
 #define KATESTRES_TEXT_499   2
 #define KATESTRES_TEXT_501   3
 #define KATESTRES_TEXT_700   4
@@ -29,10 +28,7 @@ inline CKaString TestProgramFolder()
 
 inline CKaString TestResPath()
 {
-    CKaString path = TestProgramFolder();
-    path.Append(L"\\");
-    path.Append(kTestResName);
-    return path;
+    return TestProgramFolder() + L"\\" + kTestResName;
 }
 
 inline bool IsTestResLoaded()
