@@ -132,9 +132,11 @@ TEST(KaObject, CountAndLockHoldAcrossThreads)
     CKaProbe::Counters counters;
     CKaRef<CKaProbe> shared(new CKaProbe(counters));
     long total = 0;
+    volatile bool go = false;
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([shared, &total] {
+        threads.emplace_back([shared, &total, &go] {
+            while (!go) Sleep(0);
             for (int i = 0; i < 20000; ++i) {
                 CKaRef<CKaProbe> copy = shared;
                 if (i % 4) continue;
@@ -147,6 +149,7 @@ TEST(KaObject, CountAndLockHoldAcrossThreads)
             }
         });
     }
+    go = true;
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(20000, total);
     EXPECT_EQ(2u, shared->AddRef());

@@ -35,8 +35,8 @@ TEST(KaStringSearch, PositionsMissesAndStarts)
     EXPECT_EQ(3u, pos);
     EXPECT_FALSE(abc.ReverseFind(L'x', pos));
     EXPECT_EQ(0xFFFFFFFFu, pos);
-    // A start at the length searches nothing, not even the empty text; past it is refused.
-    EXPECT_FALSE(abc.FindString(L"", 3, pos));
+    // A start at the length searches nothing, not even for the terminator; past it is refused.
+    EXPECT_FALSE(abc.Find(0, 3, pos));
     EXPECT_EQ(3u, pos);
     EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, ThrownCode([&] { abc.Find(L'a', 4, pos); }));
     EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, ThrownCode([&] { abc.FindString(L"a", 4, pos); }));

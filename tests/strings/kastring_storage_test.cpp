@@ -114,6 +114,7 @@ TEST(KaStringStorage, AllocationFailureLeavesTheStringUnchanged)
 {
     CKaString s(L"keep");
     EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0x7FFFFFF0u); }));
+    EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0x7FFFFFFFu); })); // bytes beyond 32 bits
     EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0xFFFFFFFFu); }));
     EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.SetLengthFill(0xFFFFFFF0u, L'x'); }));
     EXPECT_EQ(L"keep", s);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <thread>
 #include <vector>
 #include "katempfolder.h"
 #include "katest.h"
@@ -68,7 +69,7 @@ TLines Tail(const TLines& lines, std::size_t count)
     return count > lines.size() ? lines : TLines(lines.end() - count, lines.end());
 }
 
-std::string ReadFile(const wchar_t* path)
+std::string FileText(const wchar_t* path)
 {
     std::string content;
     // Shared for writing and deleting: the trace may still hold the file open.
@@ -88,7 +89,7 @@ std::string ReadFile(const wchar_t* path)
 // The file split at CR LF; a bare LF fails the test that reads it.
 TLines ReadLines(const wchar_t* path)
 {
-    const std::string content = ReadFile(path);
+    const std::string content = FileText(path);
     TLines lines;
     for (std::string::size_type start = 0;;) {
         const std::string::size_type end = content.find("\r\n", start);
@@ -254,6 +255,30 @@ TEST_F(KaTraceFileTest, ConfiguredValuesAreAppliedAndWrittenBackUnchanged)
     EXPECT_EQ(L"expand:" + std::wstring(m_folder.getPath()), m_registry.Get(L"TargetPath"));
 }
 
+TEST_F(KaTraceFileTest, ImproperValuesKeepTheirDefaults)
+{
+    const std::wstring folder = m_folder.getPath().getSz();
+    // Each would name the temp folder if it were taken. An 'X' follows the stored bytes, so
+    // that the registry adds no terminator of its own.
+    const struct
+    {
+        DWORD type;
+        std::wstring text;
+        std::size_t size;
+    } targetPaths[] = {{REG_SZ, folder + L"X", folder.size() * 2},  // no terminator
+                       {REG_BINARY, folder, folder.size() * 2 + 2}}; // no string
+    for (const auto& path : targetPaths) {
+        Configure(1);
+        m_registry.Set(L"TargetPath", path.type, path.text.c_str(), static_cast<DWORD>(path.size));
+        m_registry.Set(L"Tracking", REG_BINARY, L"", 2);
+        Start();
+        m_trace.Stop();
+        EXPECT_FALSE(Exists(m_folder.File(L"test.trc"))) << "type " << path.type;
+        EXPECT_EQ(L"sz:", m_registry.Get(L"TargetPath"));
+        EXPECT_EQ(L"dword:1", m_registry.Get(L"Tracking"));
+    }
+}
+
 // ---- entries ----------------------------------------------------------------------------------
 
 TEST_F(KaTraceFileTest, EntriesOfEnabledCategoriesAndWhileTrackingOnly)
@@ -269,14 +294,19 @@ TEST_F(KaTraceFileTest, EntriesOfEnabledCategoriesAndWhileTrackingOnly)
     Trace(1, L"%F", 1.5);
     m_trace.Enter(L"EN", L"Cls", L"Fn");
     m_trace.Leave(L"EN", L"Cls", L"Fn", static_cast<long>(0x80004005));
-    // Columns are padded, never cut to their width.
+    // Columns are padded, never cut to their width; all of them stop at 1001 characters, with
+    // their closing bar, and a message at 10240.
     m_trace.Enter(L"ENCODER", nullptr, nullptr);
+    m_trace.Enter(L"EN", L"Cls", std::wstring(2000, L'f').c_str());
+    Trace(1, L"%s", std::wstring(20000, L'm').c_str());
     m_trace.setTracking(false);
     m_trace.Enter(L"EN", L"Cls", L"Fn");
     const TLines entries = {
         Entry("INFO ", "1 of x"), Entry("WARN ", "two"), "lines", Entry("INFO ", ""),
         Entry("INFO ", ""), Entry("-->> ", ""), Entry("<<-- ", "80004005"),
-        Entry("-->> ", "", "|ENCODER|     |" + std::string(30, ' ') + "|")};
+        Entry("-->> ", "", "|ENCODER|     |" + std::string(30, ' ') + "|"),
+        Entry("-->> ", "", "|EN |Cls  |" + std::string(991, 'f') + "|"),
+        Entry("INFO ", std::string(10240, 'm'))};
     EXPECT_EQ(entries + Marker("***** Tracking disabled" + g_at),
               Tail(Lines(), Lines().size() - startLines));
 
@@ -295,6 +325,33 @@ TEST_F(KaTraceFileTest, EntriesOfEnabledCategoriesAndWhileTrackingOnly)
     Trace(1, L"after stop");
     m_trace.setEnabled(false);
     EXPECT_EQ(final, Lines());
+}
+
+TEST_F(KaTraceFileTest, EntriesFromManyThreadsNeverInterleave)
+{
+    Configure(1);
+    Start();
+    std::vector<std::thread> workers;
+    volatile bool go = false;
+    for (int t = 0; t < 4; ++t) {
+        workers.emplace_back([this, t, &go] {
+            const std::wstring text(200, static_cast<wchar_t>(L'a' + t));
+            while (!go) Sleep(0);
+            for (int i = 0; i < 50; ++i) Trace(1, L"%d %s", t, text.c_str());
+        });
+    }
+    go = true;
+    for (std::thread& worker : workers) worker.join();
+    int entries = 0;
+    for (const std::string& line : Lines()) {
+        if (line.empty() || line[0] == '*') continue;
+        ++entries;
+        const int t = line[line.rfind('|') + 1] - '0';
+        EXPECT_EQ("12:34:56.789|", line.substr(0, 13));
+        EXPECT_EQ("|INFO " + g_columns + std::to_string(t) + " " + std::string(200, 'a' + t),
+                  line.substr(line.find('|', 13)));
+    }
+    EXPECT_EQ(200, entries);
 }
 
 // ---- markers ----------------------------------------------------------------------------------
@@ -390,6 +447,7 @@ TEST_F(KaTraceFileTest, MoreThanThirtyTwoCategoriesNeverStart)
     EXPECT_EQ(32u, m_trace.getCategoryCount());
     Configure(1, 0);
     Start();
+    Trace(31, L"beyond the table now");
     EXPECT_EQ(StartBlock("Starting trace at 0000-00-00 00:00:00.000", false), Tail(Lines(), 8));
 }
 
@@ -404,12 +462,12 @@ TEST_F(KaTraceFileTest, RotationKeepsOneGenerationBesideANewFile)
     std::string beforeLast;
     int i = 0;
     for (; i < 100 && !Exists(old); ++i) {
-        beforeLast = ReadFile(current);
+        beforeLast = FileText(current);
         Trace(1, L"entry %03d", i);
     }
     ASSERT_TRUE(Exists(old));
     // Rotated by the first entry after which the file held 1024 bytes or more.
-    const std::string rotated = ReadFile(old);
+    const std::string rotated = FileText(old);
     EXPECT_LT(beforeLast.size(), 1024u);
     EXPECT_GE(rotated.size(), 1024u);
     char last[16];
@@ -417,8 +475,8 @@ TEST_F(KaTraceFileTest, RotationKeepsOneGenerationBesideANewFile)
     EXPECT_EQ(beforeLast + "\r\n" + Entry("INFO ", last), rotated);
     EXPECT_EQ(TLines{""} + StartBlock("Continuing trace here" + g_at), Lines());
     // The next rotation replaces the old generation.
-    for (int j = 0; j < 100 && ReadFile(old) == rotated; ++j) Trace(1, L"more");
-    EXPECT_EQ(0u, ReadFile(old).find("\r\n" + g_separator + "\r\n***** Continuing"));
+    for (int j = 0; j < 100 && FileText(old) == rotated; ++j) Trace(1, L"more");
+    EXPECT_EQ(0u, FileText(old).find("\r\n" + g_separator + "\r\n***** Continuing"));
 }
 
 // ---- the library's own trace ------------------------------------------------------------------
