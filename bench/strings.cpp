@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <string>
 #include <zelka/zelka.h>
+#include "kabench.h"
 
 namespace {
 
@@ -17,49 +18,22 @@ void Keep(T& value)
     asm volatile("" : "+m"(value) : : "memory");
 }
 
-double Now()
-{
-    static LARGE_INTEGER frequency = [] {
-        LARGE_INTEGER f;
-        QueryPerformanceFrequency(&f);
-        return f;
-    }();
-    LARGE_INTEGER counter;
-    QueryPerformanceCounter(&counter);
-    return static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
-
-// Seconds for one call of each of `ours` and `baseline`: the best of many runs of `rounds` calls,
-// the two taking turns so that both see the same load (the machine is shared).
-struct TTimes
-{
-    double ours;
-    double baseline;
-};
-
-template <class Work>
-double TimeRun(long rounds, Work& work)
-{
-    const double start = Now();
-    for (long i = 0; i < rounds; ++i) work();
-    return (Now() - start) / rounds;
-}
-
+// Seconds for one call of each of `ours` and `baseline`, the best of many runs of `rounds` calls.
 template <class Ours, class Baseline>
-TTimes Time(long rounds, Ours ours, Baseline baseline)
+TKaBenchTimes Time(long rounds, Ours ours, Baseline baseline)
 {
-    TTimes best = {1e300, 1e300};
-    for (int run = 0; run < 21; ++run) {
-        best.ours = std::min(best.ours, TimeRun(rounds, ours));
-        best.baseline = std::min(best.baseline, TimeRun(rounds, baseline));
-    }
+    TKaBenchTimes best = KaBenchBest(
+        21, [&] { for (long i = 0; i < rounds; ++i) ours(); },
+        [&] { for (long i = 0; i < rounds; ++i) baseline(); });
+    best.library /= rounds;
+    best.baseline /= rounds;
     return best;
 }
 
-void Report(const char* what, TTimes times, const char* aim)
+void Report(const char* what, TKaBenchTimes times, const char* aim)
 {
-    std::printf("%-44s %11.1f ns %11.1f ns  ratio %6.2f  (aim: %s)\n", what, times.ours * 1e9,
-                times.baseline * 1e9, times.baseline / times.ours, aim);
+    std::printf("%-44s %11.1f ns %11.1f ns  ratio %6.2f  (aim: %s)\n", what, times.library * 1e9,
+                times.baseline * 1e9, times.baseline / times.library, aim);
 }
 
 // A text of `length` characters: letters cycling through a..y, no 'z'.
@@ -74,7 +48,7 @@ void BenchCopy()
 {
     const std::wstring text = Letters(100);
     const CKaString ka(text.c_str());
-    const TTimes times = Time(
+    const TKaBenchTimes times = Time(
         200000,
         [&] {
             CKaString copy = ka;

@@ -1,41 +1,20 @@
 // Binary writer and reader on a memory stream against raw IStream calls for the same bytes, and
 // CKaMap against std::unordered_map. Prints each time and the ratio library / baseline.
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 #include <zelka/zelka.h>
+#include "kabench.h"
 
 namespace {
 
 const unsigned long kValues = 1000000;
 
-double Seconds()
+void Report(const char* what, TKaBenchTimes times)
 {
-    LARGE_INTEGER now, frequency;
-    QueryPerformanceCounter(&now);
-    QueryPerformanceFrequency(&frequency);
-    return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
-
-// The best of a few runs, so that a stray pause of the machine does not count.
-double Best(const std::function<void()>& run)
-{
-    double best = 1e30;
-    for (int i = 0; i < 5; ++i) {
-        const double start = Seconds();
-        run();
-        const double elapsed = Seconds() - start;
-        if (elapsed < best) best = elapsed;
-    }
-    return best;
-}
-
-void Report(const char* what, double library, double baseline)
-{
-    std::printf("%-44s %9.2f ms %9.2f ms   ratio %5.2f\n", what, library * 1e3, baseline * 1e3,
-                library / baseline);
+    std::printf("%-44s %9.2f ms %9.2f ms   ratio %5.2f\n", what, times.library * 1e3,
+                times.baseline * 1e3, times.library / times.baseline);
 }
 
 volatile unsigned long long g_sink;
@@ -98,13 +77,12 @@ void BenchBinary()
     CKaByteBuffer bytes;
     bytes.ReadStreamAll(all);
 
-    const double write = Best([] {
+    const TKaBenchTimes writing = KaBenchBest(5, [] {
         CKaRef<CKaMemoryStream> stream = new CKaMemoryStream;
         stream->Create();
         CKaRef<CKaBinaryWriter> writer = new CKaBinaryWriter(stream.getPtr());
         WriteMixed(*writer);
-    });
-    const double rawWrite = Best([&] {
+    }, [&] {
         IStream* stream = NewRawStream();
         const unsigned char* data = bytes.getBuffer();
         ULONG written = 0;
@@ -114,15 +92,14 @@ void BenchBinary()
         }
         stream->Release();
     });
-    Report("write 1M mixed values (writer / IStream)", write, rawWrite);
+    Report("write 1M mixed values (writer / IStream)", writing);
 
-    const double read = Best([&] {
+    const TKaBenchTimes reading = KaBenchBest(5, [&] {
         CKaRef<CKaMemoryStream> stream = new CKaMemoryStream;
         stream->Create(bytes);
         CKaRef<CKaBinaryReader> reader = new CKaBinaryReader(stream.getPtr());
         g_sink = ReadMixed(*reader);
-    });
-    const double rawRead = Best([&] {
+    }, [&] {
         CKaRef<CKaMemoryStream> holder = new CKaMemoryStream;
         holder->Create(bytes);
         CKaComRef<IStream> stream = holder->getStream();
@@ -135,7 +112,7 @@ void BenchBinary()
         }
         g_sink = sum;
     });
-    Report("read 1M mixed values (reader / IStream)", read, rawRead);
+    Report("read 1M mixed values (reader / IStream)", reading);
 }
 
 std::vector<CKaString> Names(unsigned long count)
@@ -152,14 +129,13 @@ void BenchMap(unsigned long count, unsigned long buckets)
     for (const CKaString& name : names) wide.push_back(name.getSz());
     const unsigned long rounds = 2000000 / count;
 
-    const double insert = Best([&] {
+    const TKaBenchTimes insert = KaBenchBest(5, [&] {
         for (unsigned long round = 0; round < rounds / 10 + 1; ++round) {
             CKaMap<CKaString, long> map(buckets);
             for (unsigned long i = 0; i < count; ++i) map.SetAt(names[i], static_cast<long>(i));
             g_sink = map.getCount();
         }
-    });
-    const double stdInsert = Best([&] {
+    }, [&] {
         for (unsigned long round = 0; round < rounds / 10 + 1; ++round) {
             std::unordered_map<std::wstring, long> map;
             for (unsigned long i = 0; i < count; ++i) map[wide[i]] = static_cast<long>(i);
@@ -173,14 +149,13 @@ void BenchMap(unsigned long count, unsigned long buckets)
         map.SetAt(names[i], static_cast<long>(i));
         stdMap[wide[i]] = static_cast<long>(i);
     }
-    const double lookup = Best([&] {
+    const TKaBenchTimes lookup = KaBenchBest(5, [&] {
         long sum = 0, value = 0;
         for (unsigned long round = 0; round < rounds; ++round) {
             for (unsigned long i = 0; i < count; ++i) sum += map.Lookup(names[i], value) ? value : 0;
         }
         g_sink = static_cast<unsigned long long>(sum);
-    });
-    const double stdLookup = Best([&] {
+    }, [&] {
         long sum = 0;
         for (unsigned long round = 0; round < rounds; ++round) {
             for (unsigned long i = 0; i < count; ++i) {
@@ -193,9 +168,9 @@ void BenchMap(unsigned long count, unsigned long buckets)
 
     char what[80];
     std::snprintf(what, sizeof what, "map insert %lu names, %lu buckets", count, buckets);
-    Report(what, insert, stdInsert);
+    Report(what, insert);
     std::snprintf(what, sizeof what, "map look-up %lu names, %lu buckets", count, buckets);
-    Report(what, lookup, stdLookup);
+    Report(what, lookup);
 }
 
 } // namespace

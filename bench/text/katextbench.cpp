@@ -10,49 +10,17 @@
 #include <windows.h>
 #include <algorithm>
 #include <cstdio>
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
 #include <zelka/zelka.h>
+#include "kabench.h"
 
 namespace {
 
 const size_t kTextBytes = 10 * 1024 * 1024;
 const unsigned long kPiece = 64 * 1024;
 const int kRuns = 9;
-
-double Now()
-{
-    LARGE_INTEGER frequency, counter;
-    QueryPerformanceFrequency(&frequency);
-    QueryPerformanceCounter(&counter);
-    return static_cast<double>(counter.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
-
-double Seconds(const std::function<void()>& work)
-{
-    const double start = Now();
-    work();
-    return Now() - start;
-}
-
-struct TTimes
-{
-    double system;
-    double zelka;
-};
-
-// The best times of kRuns alternating runs of the system's work and the library's.
-TTimes BestSeconds(const std::function<void()>& system, const std::function<void()>& zelka)
-{
-    TTimes best = {1e30, 1e30};
-    for (int run = 0; run < kRuns; ++run) {
-        best.system = std::min(best.system, Seconds(system));
-        best.zelka = std::min(best.zelka, Seconds(zelka));
-    }
-    return best;
-}
 
 // About `bytes` bytes of UTF-8 text: mostly ASCII letters and line ends, with Cyrillic,
 // CJK and supplementary characters mixed in (or ASCII alone).
@@ -128,10 +96,10 @@ unsigned long ReadPieces(CKaRef<CKaEncodingDecoder> decoder)
     return total;
 }
 
-void Report(const char* what, const TTimes& times, const char* aim)
+void Report(const char* what, const TKaBenchTimes& times, const char* aim)
 {
     std::printf("%-44s system %7.1f ms  zelka %7.1f ms  ratio %.2f (aim %s)\n", what,
-                times.system * 1000, times.zelka * 1000, times.system / times.zelka, aim);
+                times.baseline * 1000, times.library * 1000, times.baseline / times.library, aim);
 }
 
 void CompareWholeBuffers(const std::wstring& text, const CKaByteBuffer& bytes)
@@ -139,9 +107,11 @@ void CompareWholeBuffers(const std::wstring& text, const CKaByteBuffer& bytes)
     CKaRef<CKaEncoding> utf8 = new CKaUtf8Encoding();
     const CKaString string(text.data(), static_cast<unsigned long>(text.size()));
     Report("GetText, 10 MB of UTF-8",
-           BestSeconds([&] { RawText(bytes); }, [&] { utf8->GetText(bytes, false); }), ">= 0.9");
+           KaBenchBest(
+               kRuns, [&] { utf8->GetText(bytes, false); }, [&] { RawText(bytes); }),
+           ">= 0.9");
     Report("GetBytes, 10 MB of UTF-8",
-           BestSeconds([&] { RawBytes(text); }, [&] { utf8->GetBytes(string, true); }),
+           KaBenchBest(kRuns, [&] { utf8->GetBytes(string, true); }, [&] { RawBytes(text); }),
            ">= 0.9");
 }
 
@@ -149,11 +119,14 @@ void CompareDecoder(const char* what, const CKaByteBuffer& bytes, bool lossless)
 {
     CKaRef<CKaEncoding> utf8 = new CKaUtf8Encoding();
     unsigned long chars = 0;
-    const TTimes times = BestSeconds([&] { RawText(bytes); }, [&] {
-        CKaRef<IKaStream> stream = MemoryStream(bytes);
-        chars = ReadPieces(lossless ? KaCreateLosslessDecoder(utf8, stream)
-                                    : utf8->CreateDecoder(stream));
-    });
+    const TKaBenchTimes times = KaBenchBest(
+        kRuns,
+        [&] {
+            CKaRef<IKaStream> stream = MemoryStream(bytes);
+            chars = ReadPieces(lossless ? KaCreateLosslessDecoder(utf8, stream)
+                                        : utf8->CreateDecoder(stream));
+        },
+        [&] { RawText(bytes); });
     if (chars != RawText(bytes).size()) std::printf("  (read %lu characters: wrong)\n", chars);
     Report(what, times, ">= 0.5");
 }
@@ -164,7 +137,7 @@ void MeasureLines(const char* what, const CKaByteBuffer& bytes, bool lossless)
     unsigned long lines = 0;
     double seconds = 1e30;
     for (int run = 0; run < kRuns; ++run) {
-        seconds = std::min(seconds, Seconds([&] {
+        seconds = std::min(seconds, KaBenchSeconds([&] {
             CKaRef<IKaStream> stream = MemoryStream(bytes);
             CKaRef<CKaTextReader> reader = lossless ? new CKaLosslessTextReader(utf8, stream)
                                                     : new CKaTextReader(utf8, stream);
