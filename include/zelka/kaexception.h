@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <utility>
 #include "kacodes.h"
+#include "kalockmode.h"
 #include "kaobject.h"
 
 class CKaError;
@@ -87,5 +88,10 @@ ZELKA_API long KaHResultFromWin32(long error);
 [[noreturn]] ZELKA_API void KaThrowWin32Error(long error);
 // Throws the calling thread's GetLastError() as above.
 [[noreturn]] ZELKA_API void KaThrowLastError();
+// A failing COM result is thrown unchanged as CKaCodeException; success codes pass.
+ZELKA_API void KaThrowIfFailed(HRESULT hr);
+// The range rule of every (start, count) pair over `size` elements: a start beyond the size
+// throws KA_E_INDEX_OUT_OF_RANGE, an end beyond it KA_E_COUNT_OUT_OF_RANGE.
+ZELKA_API void KaCheckRange(unsigned long start, unsigned long count, unsigned long size);
 
 #endif

@@ -4,6 +4,8 @@
 // Everything an application of zelka130.dll uses.
 #include "kaexport.h"
 #include "kacodes.h"
+#include "kalockmode.h"
+#include "kahandle.h"
 #include "karef.h"
 #include "kastringtraits.h"
 #include "kastring.h"

@@ -103,3 +103,19 @@ void KaThrowLastError()
 {
     KaThrowWin32Error(static_cast<long>(GetLastError()));
 }
+
+void KaThrowIfFailed(HRESULT hr)
+{
+    if (FAILED(hr)) throw CKaCodeException(hr);
+}
+
+void KaCheckRange(unsigned long start, unsigned long count, unsigned long size)
+{
+    if (start > size) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    if (count > size - start) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+}
+
+void KaThrowLockedInPlace()
+{
+    throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+}

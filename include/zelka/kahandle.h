@@ -1,0 +1,138 @@
+#ifndef ZELKA_KAHANDLE_H
+#define ZELKA_KAHANDLE_H
+
+#include <oleauto.h>
+#include "kaexport.h"
+
+// How one kind of system resource is recognised as absent and given back. A traits class has
+// `Handle`, `Invalid()` and `Close(Handle)`; `IsValid` is there for kinds with two invalid
+// values (file handles).
+struct TKaKernelHandleTraits
+{
+    typedef HANDLE Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle h) { return h != nullptr && h != INVALID_HANDLE_VALUE; }
+    static void Close(Handle h) { CloseHandle(h); }
+};
+
+struct TKaRegKeyTraits
+{
+    typedef HKEY Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle h) { return h != nullptr; }
+    static void Close(Handle h) { RegCloseKey(h); }
+};
+
+struct TKaGlobalTraits
+{
+    typedef HGLOBAL Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle h) { return h != nullptr; }
+    static void Close(Handle h) { GlobalFree(h); }
+};
+
+struct TKaLocalTraits
+{
+    typedef HLOCAL Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle h) { return h != nullptr; }
+    static void Close(Handle h) { LocalFree(h); }
+};
+
+struct TKaBstrTraits
+{
+    typedef BSTR Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle h) { return h != nullptr; }
+    static void Close(Handle h) { SysFreeString(h); }
+};
+
+struct TKaModuleTraits
+{
+    typedef HMODULE Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle h) { return h != nullptr; }
+    static void Close(Handle h) { FreeLibrary(h); }
+};
+
+// Sole owner of one system resource: closes it when it goes, unless it was released first.
+// Closing keeps the thread's last error, so a failure path can close what it holds and then
+// still report the error that made it fail.
+template <class Traits>
+class CKaOwnedHandle
+{
+public:
+    typedef typename Traits::Handle Handle;
+
+    CKaOwnedHandle() noexcept : m_handle(Traits::Invalid()) {}
+    explicit CKaOwnedHandle(Handle handle) noexcept : m_handle(handle) {}
+    CKaOwnedHandle(CKaOwnedHandle&& other) noexcept : m_handle(other.Release()) {}
+    CKaOwnedHandle& operator=(CKaOwnedHandle&& other) noexcept
+    {
+        if (this != &other) Reset(other.Release());
+        return *this;
+    }
+    CKaOwnedHandle(const CKaOwnedHandle&) = delete;
+    CKaOwnedHandle& operator=(const CKaOwnedHandle&) = delete;
+    ~CKaOwnedHandle() { Reset(); }
+
+    Handle Get() const noexcept { return m_handle; }
+    bool IsValid() const noexcept { return Traits::IsValid(m_handle); }
+    explicit operator bool() const noexcept { return IsValid(); }
+
+    // Hands the resource out; this owner forgets it.
+    Handle Release() noexcept
+    {
+        Handle handle = m_handle;
+        m_handle = Traits::Invalid();
+        return handle;
+    }
+
+    // Closes what is held and takes `handle` instead.
+    void Reset(Handle handle = Traits::Invalid()) noexcept
+    {
+        Handle old = m_handle;
+        m_handle = handle;
+        if (Traits::IsValid(old) && old != handle) {
+            const DWORD error = GetLastError();
+            Traits::Close(old);
+            SetLastError(error);
+        }
+    }
+
+    // For system calls that return the resource through an out-parameter: whatever was held
+    // is closed first.
+    Handle* Receive() noexcept
+    {
+        Reset();
+        return &m_handle;
+    }
+
+private:
+    Handle m_handle;
+};
+
+typedef CKaOwnedHandle<TKaKernelHandleTraits> CKaOwnedKernelHandle;
+typedef CKaOwnedHandle<TKaRegKeyTraits> CKaOwnedRegKey;
+typedef CKaOwnedHandle<TKaGlobalTraits> CKaOwnedGlobal;
+typedef CKaOwnedHandle<TKaLocalTraits> CKaOwnedLocal;
+typedef CKaOwnedHandle<TKaBstrTraits> CKaOwnedBstr;
+typedef CKaOwnedHandle<TKaModuleTraits> CKaOwnedModule;
+
+// Holds a critical section for a scope.
+class CKaSectionGuard
+{
+public:
+    explicit CKaSectionGuard(CRITICAL_SECTION& section) noexcept : m_section(section)
+    {
+        EnterCriticalSection(&m_section);
+    }
+    ~CKaSectionGuard() { LeaveCriticalSection(&m_section); }
+    CKaSectionGuard(const CKaSectionGuard&) = delete;
+    CKaSectionGuard& operator=(const CKaSectionGuard&) = delete;
+
+private:
+    CRITICAL_SECTION& m_section;
+};
+
+#endif
