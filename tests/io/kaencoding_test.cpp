@@ -22,7 +22,7 @@ TEST(EncodingTest, ConvertsAsThePlatformDoes)
     for (unsigned short codePage : {CP_UTF8, 1200, 1201}) {
         for (int round = 0; round < 10; ++round) {
             const std::wstring text = source.AnyText(500);
-            const TBytes bytes = PlatformBytes(codePage, text);
+            const TKaBytes bytes = PlatformBytes(codePage, text);
             CKaRef<CKaEncoding> encoding = Encoding(codePage);
             EXPECT_EQ(bytes, Bytes(encoding->GetBytes(text.c_str(), true)));
             EXPECT_EQ(bytes, EncodeInPieces(encoding, text, source));
@@ -48,7 +48,7 @@ TEST(EncodingTest, EveryCodePageConvertsItsCharactersThereAndBack)
         ++tested;
         const std::wstring text = Representable(codePage);
         ASSERT_GT(text.size(), 100u);
-        const TBytes bytes = PlatformBytes(codePage, text);
+        const TKaBytes bytes = PlatformBytes(codePage, text);
         CKaRef<CKaEncoding> encoding = Encoding(codePage);
         EXPECT_EQ(text, Units(encoding->GetText(Buffer(bytes), true)));
         EXPECT_EQ(bytes, Bytes(encoding->GetBytes(text.c_str(), true)));
@@ -63,7 +63,7 @@ TEST(EncodingTest, InvalidBytesAreReplacedAsTheSystemDoesOrThrowItsError)
     const struct
     {
         unsigned short codePage;
-        TBytes bytes;
+        TKaBytes bytes;
     } cases[] = {{CP_UTF8, Bytes("a\xFF" "b\xC0\x80" "c\xED\xA0\x80")},
                  {932, {0x61, 0x81, 0x7F}}}; // a lead byte with a trail byte it cannot take
     for (const auto& c : cases) {
@@ -106,7 +106,7 @@ TEST(Utf16EncodingTest, UnpairedSurrogatesThrowOrStayOrBecomeTheReplacement)
     }
     EXPECT_EQ(KA_E_COUNT_OUT_OF_RANGE,
               ThrownCode([&] { encoding->GetText(Buffer({0x41, 0x00, 0x42}), false); }));
-    EXPECT_EQ(TBytes({0xFF, 0xFD}),
+    EXPECT_EQ(TKaBytes({0xFF, 0xFD}),
               Bytes(Encoding(1201)->GetBytes(CKaString(L"\xDC00"), L'\xFFFD')));
 }
 
