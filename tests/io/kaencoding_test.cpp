@@ -125,3 +125,42 @@ TEST(MultiByteEncodingTest, UnmappableCharactersThrowOrBecomeTheDefaultOrTheRepl
 }
 
 } // namespace
+
+// Every class of the subsystem names itself zel.core.io.<class>, most derived first.
+TEST(EncodingTest, TypeIdentifiersFollowTheLibraryScheme)
+{
+    const std::wstring object = L"zel.common.object";
+    const std::wstring encoding = L"zel.core.io.encoding;" + object;
+    const std::wstring decoder = L"zel.core.io.encodingdecoder;" + object;
+    const std::wstring encoder = L"zel.core.io.encodingencoder;" + object;
+    const std::wstring reader = L"zel.core.io.textreader;" + object;
+    CKaRef<IKaStream> stream = MakeStream();
+    const struct
+    {
+        CKaRef<CKaObject> object;
+        std::wstring info;
+    } cases[] = {
+        {Encoding(CP_UTF8), L"zel.core.io.utf8encoding;" + encoding},
+        {Encoding(1201), L"zel.core.io.utf16encoding;" + encoding},
+        {Encoding(1252), L"zel.core.io.multibyteencoding;" + encoding},
+        {Encoding(CP_UTF8)->CreateDecoder(stream), L"zel.core.io.utf8encodingdecoder;" + decoder},
+        {Encoding(1200)->CreateDecoder(stream), L"zel.core.io.utf16encodingdecoder;" + decoder},
+        {Encoding(1252)->CreateDecoder(stream),
+         L"zel.core.io.multibyteencodingdecoder;" + decoder},
+        {KaCreateLosslessDecoder(Encoding(CP_UTF8), stream),
+         L"zel.core.io.losslessutf8decoder;zel.core.io.utf8encodingdecoder;" + decoder},
+        {KaCreateLosslessDecoder(Encoding(1200), stream),
+         L"zel.core.io.losslessutf16decoder;zel.core.io.utf16encodingdecoder;" + decoder},
+        {KaCreateLosslessDecoder(Encoding(1252), stream),
+         L"zel.core.io.losslessmultibytedecoder;zel.core.io.multibyteencodingdecoder;" +
+             decoder},
+        {Encoding(CP_UTF8)->CreateEncoder(stream), L"zel.core.io.utf8encodingencoder;" + encoder},
+        {Encoding(1200)->CreateEncoder(stream), L"zel.core.io.utf16encodingencoder;" + encoder},
+        {Encoding(1252)->CreateEncoder(stream),
+         L"zel.core.io.multibyteencodingencoder;" + encoder},
+        {new CKaTextReader(stream), reader},
+        {new CKaLosslessTextReader(stream), L"zel.core.io.losslesstextreader;" + reader},
+        {new CKaTextWriter(stream), L"zel.core.io.textwriter;" + object},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.info, Units(c.object->getObjectTypeInfo()));
+}

@@ -183,6 +183,33 @@ TEST(DecoderReadTest, TargetsTakeTheCharactersFromTheirStartIndex)
     EXPECT_EQ(std::wstring(L"\0\0a", 3), std::wstring(gap.getBuffer(), gap.getSize()));
 }
 
+// A read of nothing returns 0 and leaves target and stream as they are, whatever its start
+// index, for every decoder: plain or lossless, over a stream or none.
+TEST(DecoderReadTest, AReadOfNothingChangesNothing)
+{
+    for (unsigned short codePage : {CP_UTF8, 1200, 1201, 1252}) {
+        SCOPED_TRACE(codePage);
+        const TKaBytes bytes = PlatformBytes(codePage, L"abc");
+        CKaRef<CKaEncodingDecoder> decoders[] = {
+            Encoding(codePage)->CreateDecoder(MakeStream(bytes)),
+            KaCreateLosslessDecoder(Encoding(codePage), MakeStream(bytes)),
+            Encoding(codePage)->CreateDecoder(nullptr)};
+        for (CKaRef<CKaEncodingDecoder>& decoder : decoders) {
+            for (unsigned long startIndex : {0ul, 1ul, 3ul, 5ul}) {
+                CKaString text(L"xyz");
+                EXPECT_EQ(0u, decoder->ReadString(text, 0, startIndex));
+                EXPECT_EQ(CKaString(L"xyz"), text);
+                CKaSimpleBuffer<wchar_t> chars(L"xyz", 3);
+                EXPECT_EQ(0u, decoder->ReadChars(chars, 0, startIndex));
+                EXPECT_EQ(std::wstring(L"xyz"), std::wstring(chars.getBuffer(), chars.getSize()));
+            }
+        }
+        // The bytes are all still there for the next read.
+        EXPECT_EQ(3u, decoders[0]->ReadString(3).getLength());
+        EXPECT_EQ(3u, decoders[1]->ReadString(3).getLength());
+    }
+}
+
 // Texts whose characters a refill never splits (the feeds ask for even byte counts, and every
 // character is one byte or every character is two), read in pieces of random size.
 TEST(DecoderReadTest, ReadsLikeThePlatformWhereNoCharacterIsSplit)

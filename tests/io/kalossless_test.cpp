@@ -92,4 +92,15 @@ TEST(LosslessTest, InvalidDataIsReplacedOrThrowsAfterTheTextBeforeIt)
     }
 }
 
+// At the end of the data the reader keeps the rule of the Unicode standard, not the system's
+// whole conversion (which on some systems swallows the text behind a cut-off sequence): every
+// maximal ill-formed part becomes one U+FFFD and what follows it stays.
+TEST(LosslessTest, ACutOffSequenceAtTheEndFollowsTheUnicodeRule)
+{
+    CTextSource source(17);
+    ExpectLosslessRead(Encoding(CP_UTF8), {0x61, 0xE2, 0x20}, L"a\xFFFD ", source);
+    ExpectLosslessRead(Encoding(CP_UTF8), {0x61, 0xF4, 0xF0}, L"a\xFFFD\xFFFD", source);
+    ExpectLosslessRead(Encoding(CP_UTF8), {0xE2, 0x82}, L"\xFFFD", source);
+}
+
 } // namespace
