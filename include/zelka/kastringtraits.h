@@ -11,7 +11,7 @@ struct TKaStringData
 {
     volatile long refCount;  // interlocked only; a new block has 0
     unsigned long capacity;  // characters the block can hold, terminator not counted
-    TKaLockMode lockState;   // kalockmode.h
+    TKaLockMode lockState;   // the rule of kalockmode.h
     unsigned long length;    // characters in use; text[length] is 0 while unlocked
 };
 

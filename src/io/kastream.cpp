@@ -5,10 +5,9 @@ void IKaStream::setPos(unsigned __int64 pos)
     SetFromBegin(static_cast<__int64>(pos));
 }
 
-// FILE_BEGIN, FILE_CURRENT and FILE_END are STREAM_SEEK_SET, STREAM_SEEK_CUR and STREAM_SEEK_END.
 static_assert(FILE_BEGIN == STREAM_SEEK_SET && FILE_CURRENT == STREAM_SEEK_CUR &&
                   FILE_END == STREAM_SEEK_END,
-              "one set of seek origins");
+              "files and COM streams share one set of seek origins");
 
 void CKaSeekableStream::SetFromBegin(__int64 offset)
 {
