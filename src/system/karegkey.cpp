@@ -202,8 +202,9 @@ HKEY CKaRegKey::Detach()
     const HKEY key = m_key;
     if (key) {
         WithKeyMap([&](TKaKeyMap* map) {
-            // The entry may belong to a newer object if the handle was closed behind this one's
-            // back and the system handed the same value out again: that entry stays.
+            // The entry may be another object's: every opener of a root itself may be handed the
+            // same predefined handle, and a handle closed behind this object's back may be
+            // handed out again. That entry stays.
             CKaRegKey* entry = nullptr;
             if (map && map->Lookup(key, entry) && entry == this) map->RemoveKey(key);
         });
