@@ -17,6 +17,7 @@
 #include "kamap.h"
 #include "kamodule.h"
 #include "kastream.h"
+#include "kabufferedstream.h"
 #include "kabinary.h"
 #include "kaencoding.h"
 #include "katextreader.h"
