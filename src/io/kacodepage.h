@@ -26,6 +26,11 @@ CKaString KaDecodeCodePage(unsigned short codePage, unsigned long flags,
 CKaByteBuffer KaEncodeUnits(unsigned short codePage, const wchar_t* units, unsigned long count,
                             const char* defaultChar, BOOL* usedDefault);
 
+// The length of the ASCII run the bytes begin with, widened into target when there is one.
+// ASCII is the same character in UTF-8 and UTF-16, and no UTF-8 sequence, whole or broken,
+// takes an ASCII byte into it: a conversion may stop asking the system at the first such run.
+unsigned long KaWidenAscii(const unsigned char* bytes, unsigned long count, wchar_t* target);
+
 // UTF-16 units from and to bytes in a given byte order (two bytes per unit).
 void KaUnitsFromBytes(const unsigned char* bytes, unsigned long units, bool bigEndian,
                       wchar_t* target);

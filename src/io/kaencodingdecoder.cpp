@@ -392,7 +392,12 @@ CKaEncodingDecoder::TTokenState CKaUtf8EncodingDecoder::CheckBufferToken(
 unsigned long CKaUtf8EncodingDecoder::DecodeChars(const unsigned char* bytes, unsigned long count,
                                                   wchar_t* target, unsigned long chars)
 {
-    return KaCodePageToUnits(CP_UTF8, 0, bytes, count, target, chars);
+    // The system converts only what follows the ASCII the bytes begin with: the result is the
+    // same, and a read of plain text costs no call into the system.
+    const unsigned long ascii = KaWidenAscii(bytes, count, target);
+    if (ascii == count) return count;
+    return ascii + KaCodePageToUnits(CP_UTF8, 0, bytes + ascii, count - ascii,
+                                     target ? target + ascii : nullptr, chars - ascii);
 }
 
 // UTF-16
