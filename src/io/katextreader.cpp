@@ -13,7 +13,7 @@ const unsigned long kDecodeBlock = 32768;
 
 bool IsChar(const CKaString& piece, wchar_t ch)
 {
-    return piece.getLength() == 1 && piece.getSz()[0] == ch;
+    return piece.getLengthInline() == 1 && piece.getSzInline()[0] == ch;
 }
 
 bool IsHighSurrogate(wchar_t unit)
@@ -106,20 +106,24 @@ bool CKaTextReader::NextLine(CKaString& line)
     EnsureDecoder();
     line.Clear();
     unsigned long length = 0;
+    bool any = false;
     try {
-        CKaString piece = m_decoder->ReadString(1);
-        if (piece.getIsEmpty()) return false;
-        while (!piece.getIsEmpty() && !IsChar(piece, L'\n')) {
-            if (IsChar(piece, L'\r')) {
-                piece = m_decoder->ReadString(1);
-                if (IsChar(piece, L'\n')) break;
-                // A CR without its LF is text; what follows it is looked at afresh.
-                Collect(L"\r", 1, length);
-                continue;
+        // A CR is held back until the character after it shows whether it ends the line.
+        bool cr = false;
+        for (;;) {
+            const CKaString piece = m_decoder->ReadString(1);
+            if (piece.getIsEmpty()) break;
+            any = true;
+            if (IsChar(piece, L'\n')) {
+                cr = false;
+                break;
             }
-            Collect(piece.getSz(), piece.getLength(), length);
-            piece = m_decoder->ReadString(1);
+            if (cr) Collect(L"\r", 1, length);
+            cr = IsChar(piece, L'\r');
+            if (!cr) Collect(piece.getSzInline(), piece.getLengthInline(), length);
         }
+        // The end of the stream keeps a CR at the end of the line.
+        if (cr) Collect(L"\r", 1, length);
     } catch (...) {
         // A failed read leaves the caller's line holding what came before the failure, as a
         // line built up character by character would.
@@ -129,14 +133,14 @@ bool CKaTextReader::NextLine(CKaString& line)
     // Appended to the cleared line, the text takes the room the line has, or a block of exactly
     // its length: the same string as appending it character by character gives.
     line.Append(m_collected.getBuffer(), length);
-    return true;
+    return any;
 }
 
 void CKaTextReader::Collect(const wchar_t* chars, unsigned long count, unsigned long& length)
 {
     if (count > kAllChars - length) throw CKaCodeException(E_OUTOFMEMORY);
-    std::memcpy(Room(m_collected, length, length + count) + length, chars,
-                count * sizeof(wchar_t));
+    wchar_t* target = Room(m_collected, length, length + count) + length;
+    for (unsigned long i = 0; i < count; ++i) target[i] = chars[i];
     length += count;
 }
 
