@@ -60,6 +60,15 @@ unsigned long KaWidenAscii(const unsigned char* bytes, unsigned long count, wcha
     return done;
 }
 
+unsigned long KaNarrowAscii(const wchar_t* units, unsigned long count, unsigned char* target)
+{
+    unsigned long done = 0;
+    for (; done < count && units[done] < 0x80; ++done) {
+        target[done] = static_cast<unsigned char>(units[done]);
+    }
+    return done;
+}
+
 void KaUnitsFromBytes(const unsigned char* bytes, unsigned long units, bool bigEndian,
                       wchar_t* target)
 {

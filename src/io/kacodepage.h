@@ -31,6 +31,10 @@ CKaByteBuffer KaEncodeUnits(unsigned short codePage, const wchar_t* units, unsig
 // takes an ASCII byte into it: a conversion may stop asking the system at the first such run.
 unsigned long KaWidenAscii(const unsigned char* bytes, unsigned long count, wchar_t* target);
 
+// The length of the ASCII run the units begin with, narrowed into target: the UTF-8 bytes of
+// those units, for the same reason as above.
+unsigned long KaNarrowAscii(const wchar_t* units, unsigned long count, unsigned char* target);
+
 // UTF-16 units from and to bytes in a given byte order (two bytes per unit).
 void KaUnitsFromBytes(const unsigned char* bytes, unsigned long units, bool bigEndian,
                       wchar_t* target);
