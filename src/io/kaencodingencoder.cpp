@@ -177,7 +177,13 @@ CKaEncodingEncoder::TTokenState CKaEncodingEncoder::ScanPending(unsigned long& u
 {
     units = 0;
     unsigned long length = 0;
+    const wchar_t* pending = PendingUnits();
     for (;;) {
+        // A unit outside the surrogates is a whole character by itself: only the surrogates
+        // need the token check.
+        while (units < m_available && (pending[units] < 0xD800 || pending[units] > 0xDFFF)) {
+            ++units;
+        }
         const TTokenState state = CheckBufferToken(units, m_failOnInvalid, length);
         if (state != CKaEncodingDecoder::TokenComplete) return state;
         units += length;
