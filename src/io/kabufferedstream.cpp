@@ -68,8 +68,19 @@ void CKaBufferedStream::Flush()
 unsigned long CKaBufferedStream::Read(void* buffer, unsigned long count)
 {
     if (count == 0) return 0;
-    Flush();
     unsigned char* target = static_cast<unsigned char*>(buffer);
+    // The usual small read of a decoder or binary reader, served from the bytes read ahead.
+    if (!m_writing && count <= m_filled - m_used) {
+        const unsigned char* source = m_buffer.getBuffer() + m_used;
+        if (count > 16) {
+            std::memcpy(target, source, count);
+        } else {
+            for (unsigned long i = 0; i < count; ++i) target[i] = source[i];
+        }
+        m_used += count;
+        return count;
+    }
+    Flush();
     unsigned long copied = m_filled - m_used;
     if (copied >= count) copied = count;
     if (copied) std::memcpy(target, Room() + m_used, copied);

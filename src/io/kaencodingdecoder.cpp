@@ -318,8 +318,10 @@ void CKaEncodingDecoder::ReserveBuffer(unsigned long bytes)
         std::memset(target + m_available, 0, bytes);
         m_buffer = grown;
     } else {
-        unsigned char* buffer = m_buffer.Unshare();
-        std::memmove(buffer, buffer + m_start, m_available);
+        if (m_available) {
+            unsigned char* buffer = m_buffer.Unshare();
+            std::memmove(buffer, buffer + m_start, m_available);
+        }
     }
     m_start = 0;
 }
