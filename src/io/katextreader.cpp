@@ -1,5 +1,6 @@
 #include "zelka/katextreader.h"
 #include <cstring>
+#include "kacodepage.h"
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -14,11 +15,6 @@ const unsigned long kDecodeBlock = 32768;
 bool IsChar(const CKaString& piece, wchar_t ch)
 {
     return piece.getLengthInline() == 1 && piece.getSzInline()[0] == ch;
-}
-
-bool IsHighSurrogate(wchar_t unit)
-{
-    return unit >= 0xD800 && unit <= 0xDBFF;
 }
 
 // The elements of the buffer with room for at least `size`, the first `kept` kept. The room
@@ -80,7 +76,7 @@ CKaTextReader::CKaTextReader(CKaRef<CKaEncoding> encoding, CKaRef<IKaStream> str
 
 CKaString CKaTextReader::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.text.reader", CKaObject::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.textreader", CKaObject::getObjectTypeInfo());
 }
 
 CKaString CKaTextReader::ReadChars(unsigned long count)
@@ -184,7 +180,7 @@ CKaLosslessTextReader::CKaLosslessTextReader(CKaRef<CKaEncoding> encoding,
 
 CKaString CKaLosslessTextReader::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.text.losslessreader", CKaTextReader::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.losslesstextreader", CKaTextReader::getObjectTypeInfo());
 }
 
 CKaRef<CKaEncodingDecoder> CKaLosslessTextReader::CreateDecoder()
@@ -215,7 +211,7 @@ CKaString CKaLosslessTextReader::TakeDecoded(unsigned long count)
     unsigned long taken = m_end - m_next;
     if (count < taken) {
         taken = count;
-        if (taken && IsHighSurrogate(chars[taken - 1])) ++taken;
+        if (taken && KaIsHighSurrogate(chars[taken - 1])) ++taken;
     }
     m_next += taken;
     return CKaString(chars, taken);

@@ -12,7 +12,7 @@ namespace {
 class CShortReads : public CKaMemoryStream
 {
 public:
-    CShortReads(const TBytes& bytes, unsigned int seed, unsigned long maxRead)
+    CShortReads(const TKaBytes& bytes, unsigned int seed, unsigned long maxRead)
         : m_random(seed), m_maxRead(maxRead)
     {
         Create(Buffer(bytes));
@@ -31,7 +31,7 @@ private:
 struct TCase
 {
     unsigned short codePage;
-    TBytes bytes;
+    TKaBytes bytes;
     unsigned int seed;
     unsigned long maxRead;
     bool buffered;
