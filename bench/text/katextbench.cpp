@@ -147,19 +147,21 @@ std::string ReadRaw(const std::wstring& path)
     return bytes;
 }
 
-// The baseline of reading: the whole file, one conversion, each line cut out by hand into a
-// string of its own. Only LF ends a line, with a CR right before it.
+// The baseline of reading: the whole file, one conversion, each line cut out by hand into one
+// string kept from line to line (as the library's readers fill the caller's line). Only LF
+// ends a line, with a CR right before it.
 TLines PlatformLines(const std::wstring& path)
 {
     const std::string bytes = ReadRaw(path);
     const std::wstring text = PlatformText(bytes.data(), bytes.size());
     TLines lines;
+    std::wstring line;
     for (size_t start = 0; start < text.size();) {
         const size_t lf = text.find(L'\n', start);
         const size_t next = lf == std::wstring::npos ? text.size() : lf + 1;
         size_t end = std::min(lf, text.size());
         if (lf != std::wstring::npos && end > start && text[end - 1] == L'\r') --end;
-        const std::wstring line(text, start, end - start);
+        line.assign(text, start, end - start);
         lines.Add(line.data(), line.size());
         start = next;
     }
