@@ -16,6 +16,7 @@
 #include "kaarray.h"
 #include "kamap.h"
 #include "kamodule.h"
+#include "karegkey.h"
 #include "kastream.h"
 #include "kabufferedstream.h"
 #include "kabinary.h"
