@@ -5,6 +5,7 @@
 #include "kastream.h"
 
 struct TKaDecodeSink;
+class CKaTextReader;
 
 // Turns the bytes of a stream into UTF-16 text a piece at a time. Bytes read from the stream
 // wait in a buffer until they form whole tokens (the bytes of one character); a read converts
@@ -91,12 +92,38 @@ protected:
     unsigned long m_available;
 
 private:
+    friend class CKaTextReader;
+
+    // The library's decoder class this object is exactly, if any: a subclass may read
+    // otherwise, so only these take the text reader's shortcuts.
+    enum TOwnCodec
+    {
+        OwnCodecUnknown, // not asked yet
+        OwnCodecNone,
+        OwnCodecUtf8,
+        OwnCodecUtf16,
+        OwnCodecMultiByte
+    };
+
     unsigned long Read(TKaDecodeSink& sink, unsigned long maxChars, const wchar_t* function);
     [[noreturn]] void ReportCountMismatch(const wchar_t* function, unsigned long measured,
                                           unsigned long predicted);
+    // The next character for the text reader's line loop, as ReadString(1) gives it: its units
+    // and their count (0 at the end of the stream). The library's own decoders put it in
+    // `units` (room for a surrogate pair) without making a string; any other decoder is asked
+    // ReadString(1), whose result `piece` keeps.
+    const wchar_t* ReadCharFor(CKaString& piece, wchar_t (&units)[2], unsigned long& count);
+    // ReadString(1) of the library's own decoders: the same calls reach the stream, and a
+    // character that waits whole in the buffer as one unit is taken without the general read.
+    unsigned long ReadOwnChar(TOwnCodec codec, wchar_t (&units)[2]);
+    // The bytes of the character at the front when it is one whole UTF-8 or UTF-16 unit (put
+    // in `unit`), else 0.
+    unsigned long FrontUnit(TOwnCodec codec, wchar_t& unit) const;
+    TOwnCodec OwnCodec();
 
     const long m_invalidDataCode;
     const wchar_t* const m_traceClass;
+    TOwnCodec m_ownCodec;
 };
 
 template <class Advance>

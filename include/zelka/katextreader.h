@@ -59,8 +59,6 @@ protected:
     CKaRef<CKaEncodingDecoder> m_decoder;
 
 private:
-    void Collect(const wchar_t* chars, unsigned long count, unsigned long& length);
-
     CKaSimpleBuffer<wchar_t> m_collected; // the line being read; it only grows
 };
 

@@ -1,5 +1,6 @@
 #include "zelka/kaencodingdecoder.h"
 #include <cstring>
+#include <typeinfo>
 #include "zelka/kaexception.h"
 #include "zelka/katrace.h"
 #include "kacodepage.h"
@@ -185,12 +186,32 @@ private:
     const unsigned long m_limit;
 };
 
+// The one or two units of one character (a surrogate pair counts as one): the most that a
+// read of one character from the library's own decoders brings.
+class CKaCharSink : public TKaDecodeSink
+{
+public:
+    explicit CKaCharSink(wchar_t (&units)[2]) : m_units(units) {}
+
+    wchar_t* Extend(unsigned long read, unsigned long count) override
+    {
+        if (count > 2 - read) throw CKaCodeException(E_UNEXPECTED);
+        return m_units + read;
+    }
+
+    void Finish(unsigned long) override {}
+
+private:
+    wchar_t (&m_units)[2];
+};
+
 } // namespace
 
 CKaEncodingDecoder::CKaEncodingDecoder(CKaRef<IKaStream> stream, long invalidDataCode,
                                        const wchar_t* traceClass)
     : m_failOnInvalid(false), m_stream(stream), m_nextTokenState(TokenEmpty), m_buffer(),
-      m_start(0), m_available(0), m_invalidDataCode(invalidDataCode), m_traceClass(traceClass)
+      m_start(0), m_available(0), m_invalidDataCode(invalidDataCode), m_traceClass(traceClass),
+      m_ownCodec(OwnCodecUnknown)
 {
 }
 
@@ -295,6 +316,70 @@ unsigned long CKaEncodingDecoder::Read(TKaDecodeSink& sink, unsigned long maxCha
     }
     sink.Finish(read);
     return read;
+}
+
+const wchar_t* CKaEncodingDecoder::ReadCharFor(CKaString& piece, wchar_t (&units)[2],
+                                               unsigned long& count)
+{
+    const TOwnCodec codec = OwnCodec();
+    if (codec == OwnCodecNone) {
+        piece = ReadString(1);
+        count = piece.getLengthInline();
+        return piece.getSzInline();
+    }
+    count = ReadOwnChar(codec, units);
+    return units;
+}
+
+unsigned long CKaEncodingDecoder::ReadOwnChar(TOwnCodec codec, wchar_t (&units)[2])
+{
+    // The steps of the general read when nothing waits (a feed for one character) and when a
+    // one-unit character waits whole at the front (it is taken and its bytes let go), without
+    // asking the codec: for these decoders the answers are known. Invalid data under
+    // failOnInvalid, a character of several bytes or units, an incomplete one and every
+    // multi-byte code page go the general way.
+    if (!m_failOnInvalid) {
+        if (m_available == 0 && !Feed(1)) return 0;
+        const unsigned long bytes = FrontUnit(codec, units[0]);
+        if (bytes) {
+            // As CommitBufferRead does; the next token is known to be complete when it is
+            // another such character.
+            KaConsumeWindow(m_start, m_available, bytes);
+            wchar_t next = 0;
+            m_nextTokenState = FrontUnit(codec, next) ? TokenComplete : CheckBufferToken(0);
+            return 1;
+        }
+    }
+    CKaCharSink sink(units);
+    return Read(sink, 1, L"ReadString");
+}
+
+unsigned long CKaEncodingDecoder::FrontUnit(TOwnCodec codec, wchar_t& unit) const
+{
+    const unsigned char* front = UnreadBytes();
+    if (codec == OwnCodecUtf8 && m_available >= 1 && front[0] < 0x80) {
+        unit = front[0];
+        return 1;
+    }
+    if (codec == OwnCodecUtf16 && m_available >= 2) {
+        KaUnitsFromBytes(front, 1, static_cast<const CKaUtf16EncodingDecoder*>(this)->getBigEndian(),
+                         &unit);
+        if (!KaIsSurrogate(unit)) return 2;
+    }
+    return 0;
+}
+
+CKaEncodingDecoder::TOwnCodec CKaEncodingDecoder::OwnCodec()
+{
+    // The class of an object never changes: asked once.
+    if (m_ownCodec == OwnCodecUnknown) [[unlikely]] {
+        const std::type_info& type = typeid(*this);
+        m_ownCodec = type == typeid(CKaUtf8EncodingDecoder)        ? OwnCodecUtf8
+                     : type == typeid(CKaUtf16EncodingDecoder)     ? OwnCodecUtf16
+                     : type == typeid(CKaMultiByteEncodingDecoder) ? OwnCodecMultiByte
+                                                                   : OwnCodecNone;
+    }
+    return m_ownCodec;
 }
 
 void CKaEncodingDecoder::ReportCountMismatch(const wchar_t* function, unsigned long measured,

@@ -12,9 +12,9 @@ const unsigned long kAllChars = 0xFFFFFFFF;
 // Characters a lossless reader decodes at once: enough that a line costs no call of its own.
 const unsigned long kDecodeBlock = 32768;
 
-bool IsChar(const CKaString& piece, wchar_t ch)
+bool IsChar(const wchar_t* units, unsigned long count, wchar_t ch)
 {
-    return piece.getLengthInline() == 1 && piece.getSzInline()[0] == ch;
+    return count == 1 && units[0] == ch;
 }
 
 // The elements of the buffer with room for at least `size`, the first `kept` kept. The room
@@ -46,6 +46,39 @@ const wchar_t* FindUnit(const wchar_t* p, const wchar_t* end, wchar_t unit)
     while (p != end && *p != unit) ++p;
     return p;
 }
+
+// A line collected out of sight, a few characters at a time, in a buffer that only grows.
+class CLineCollector
+{
+public:
+    explicit CLineCollector(CKaSimpleBuffer<wchar_t>& buffer)
+        : m_buffer(buffer), m_text(buffer.Unshare()), m_room(buffer.getSize()), m_length(0)
+    {
+    }
+
+    void Add(const wchar_t* chars, unsigned long count)
+    {
+        if (count > m_room - m_length) Grow(count);
+        for (unsigned long i = 0; i < count; ++i) m_text[m_length + i] = chars[i];
+        m_length += count;
+    }
+
+    const wchar_t* getText() const { return m_text; }
+    unsigned long getLength() const { return m_length; }
+
+private:
+    void Grow(unsigned long count)
+    {
+        if (count > kAllChars - m_length) throw CKaCodeException(E_OUTOFMEMORY);
+        m_text = Room(m_buffer, m_length, m_length + count);
+        m_room = m_buffer.getSize();
+    }
+
+    CKaSimpleBuffer<wchar_t>& m_buffer;
+    wchar_t* m_text;
+    unsigned long m_room;
+    unsigned long m_length;
+};
 
 } // namespace
 
@@ -101,43 +134,39 @@ bool CKaTextReader::NextLine(CKaString& line)
 {
     EnsureDecoder();
     line.Clear();
-    unsigned long length = 0;
+    CLineCollector collected(m_collected);
     bool any = false;
+    // Each character is what the decoder's ReadString(1) gives.
+    CKaString piece;
+    wchar_t units[2];
     try {
         // A CR is held back until the character after it shows whether it ends the line.
         bool cr = false;
         for (;;) {
-            const CKaString piece = m_decoder->ReadString(1);
-            if (piece.getIsEmpty()) break;
+            unsigned long count = 0;
+            const wchar_t* chars = m_decoder->ReadCharFor(piece, units, count);
+            if (count == 0) break;
             any = true;
-            if (IsChar(piece, L'\n')) {
+            if (IsChar(chars, count, L'\n')) {
                 cr = false;
                 break;
             }
-            if (cr) Collect(L"\r", 1, length);
-            cr = IsChar(piece, L'\r');
-            if (!cr) Collect(piece.getSzInline(), piece.getLengthInline(), length);
+            if (cr) collected.Add(L"\r", 1);
+            cr = IsChar(chars, count, L'\r');
+            if (!cr) collected.Add(chars, count);
         }
         // The end of the stream keeps a CR at the end of the line.
-        if (cr) Collect(L"\r", 1, length);
+        if (cr) collected.Add(L"\r", 1);
     } catch (...) {
         // A failed read leaves the caller's line holding what came before the failure, as a
         // line built up character by character would.
-        line.Append(m_collected.getBuffer(), length);
+        line.Append(collected.getText(), collected.getLength());
         throw;
     }
     // Appended to the cleared line, the text takes the room the line has, or a block of exactly
     // its length: the same string as appending it character by character gives.
-    line.Append(m_collected.getBuffer(), length);
+    line.Append(collected.getText(), collected.getLength());
     return any;
-}
-
-void CKaTextReader::Collect(const wchar_t* chars, unsigned long count, unsigned long& length)
-{
-    if (count > kAllChars - length) throw CKaCodeException(E_OUTOFMEMORY);
-    wchar_t* target = Room(m_collected, length, length + count) + length;
-    for (unsigned long i = 0; i < count; ++i) target[i] = chars[i];
-    length += count;
 }
 
 CKaString CKaTextReader::ReadAll()
