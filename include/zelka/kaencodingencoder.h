@@ -62,13 +62,27 @@ protected:
     unsigned long m_available;
 
 private:
+    friend class CKaTextWriter;
+
     // Walks the complete tokens from the start; reports their units and the state that ends
     // the walk.
     TTokenState ScanPending(unsigned long& units);
     void AppendPending(const wchar_t* chars, unsigned long count);
+    // WriteString(text) for the text writer. In the library's own encoders it comes down to
+    // WriteChars of the text's units, which they take without copying the string; any other
+    // encoder (a subclass may write otherwise) is asked WriteString(text).
+    void WriteStringFor(const CKaString& text);
+    // Whether this object is exactly one of the library's encoder classes.
+    bool IsOwnClass();
 
     bool m_flushing;
     CKaByteBuffer m_bytes;
+    enum
+    {
+        OwnClassUnknown, // not asked yet
+        OwnClassNo,
+        OwnClassYes
+    } m_ownClass;
 };
 
 class ZELKA_API CKaUtf8EncodingEncoder : public CKaEncodingEncoder

@@ -1,5 +1,6 @@
 #include "zelka/kaencodingencoder.h"
 #include <cstring>
+#include <typeinfo>
 #include "zelka/kaexception.h"
 #include "zelka/kahandle.h"
 #include "kacodepage.h"
@@ -20,7 +21,8 @@ struct TKaRaisedFlagTraits
 
 CKaEncodingEncoder::CKaEncodingEncoder(CKaRef<IKaStream> stream)
     : m_failOnInvalid(false), m_stream(stream), m_nextTokenState(CKaEncodingDecoder::TokenEmpty),
-      m_pending(), m_start(0), m_available(0), m_flushing(false), m_bytes()
+      m_pending(), m_start(0), m_available(0), m_flushing(false), m_bytes(),
+      m_ownClass(OwnClassUnknown)
 {
 }
 
@@ -177,6 +179,29 @@ CKaEncodingEncoder::TTokenState CKaEncodingEncoder::ScanPending(unsigned long& u
         if (state != CKaEncodingDecoder::TokenComplete) return state;
         units += length;
     }
+}
+
+void CKaEncodingEncoder::WriteStringFor(const CKaString& text)
+{
+    if (IsOwnClass()) {
+        CKaEncodingEncoder::WriteChars(text.getSzInline(), text.getLengthInline());
+    } else {
+        WriteString(text);
+    }
+}
+
+bool CKaEncodingEncoder::IsOwnClass()
+{
+    // The class of an object never changes: asked once.
+    if (m_ownClass == OwnClassUnknown) [[unlikely]] {
+        const std::type_info& type = typeid(*this);
+        m_ownClass = type == typeid(CKaUtf8EncodingEncoder) ||
+                             type == typeid(CKaUtf16EncodingEncoder) ||
+                             type == typeid(CKaMultiByteEncodingEncoder)
+                         ? OwnClassYes
+                         : OwnClassNo;
+    }
+    return m_ownClass == OwnClassYes;
 }
 
 void CKaEncodingEncoder::AppendPending(const wchar_t* chars, unsigned long count)

@@ -15,18 +15,18 @@ CKaString CKaTextWriter::getObjectTypeInfo()
 void CKaTextWriter::Write(CKaString text)
 {
     EnsureEncoder();
-    m_encoder->WriteString(text);
+    m_encoder->WriteStringFor(text);
 }
 
 void CKaTextWriter::WriteLine(CKaString text, bool crlf)
 {
     EnsureEncoder();
-    m_encoder->WriteString(text);
+    m_encoder->WriteStringFor(text);
     // The line ends are made once: a string made from the text for every line would cost an
     // allocation each.
     static const CKaString crLf(L"\r\n");
     static const CKaString lf(L"\n");
-    m_encoder->WriteString(crlf ? crLf : lf);
+    m_encoder->WriteStringFor(crlf ? crLf : lf);
 }
 
 void CKaTextWriter::Flush()
