@@ -1,5 +1,8 @@
 #include "kacodepage.h"
 #include "zelka/kaexception.h"
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 unsigned long KaTryCodePageToUnits(unsigned short codePage, unsigned long flags,
                                    const unsigned char* bytes, unsigned long count,
@@ -82,9 +85,36 @@ unsigned long KaWidenAscii(const unsigned char* bytes, unsigned long count, wcha
 unsigned long KaNarrowAscii(const wchar_t* units, unsigned long count, unsigned char* target)
 {
     unsigned long done = 0;
+#ifdef __SSE2__
+    // Eight units at a time while all of them are ASCII.
+    const __m128i nonAscii = _mm_set1_epi16(static_cast<short>(0xFF80));
+    for (; count - done >= 8; done += 8) {
+        const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + done));
+        const __m128i high = _mm_and_si128(eight, nonAscii);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())) != 0xFFFF) break;
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(target + done), _mm_packus_epi16(eight, eight));
+    }
+#endif
     for (; done < count && units[done] < 0x80; ++done) {
         target[done] = static_cast<unsigned char>(units[done]);
     }
+    return done;
+}
+
+unsigned long KaNonSurrogateRun(const wchar_t* units, unsigned long count)
+{
+    unsigned long done = 0;
+#ifdef __SSE2__
+    // A unit is a surrogate when its top five bits are 11011.
+    const __m128i top = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+    for (; count - done >= 8; done += 8) {
+        const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + done));
+        const __m128i found = _mm_cmpeq_epi16(_mm_and_si128(eight, top), surrogate);
+        if (_mm_movemask_epi8(found)) break;
+    }
+#endif
+    while (done < count && !KaIsSurrogate(units[done])) ++done;
     return done;
 }
 

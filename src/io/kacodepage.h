@@ -61,6 +61,9 @@ inline bool KaIsLowSurrogate(wchar_t unit)
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
+// The length of the run of units outside the surrogates that the units begin with.
+unsigned long KaNonSurrogateRun(const wchar_t* units, unsigned long count);
+
 // UTF-16 units from and to bytes in a given byte order (two bytes per unit).
 void KaUnitsFromBytes(const unsigned char* bytes, unsigned long units, bool bigEndian,
                       wchar_t* target);

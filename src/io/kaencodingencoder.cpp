@@ -172,9 +172,7 @@ CKaEncodingEncoder::TTokenState CKaEncodingEncoder::ScanPending(unsigned long& u
     for (;;) {
         // A unit outside the surrogates is a whole character by itself: only the surrogates
         // need the token check.
-        while (units < m_available && !KaIsSurrogate(pending[units])) {
-            ++units;
-        }
+        units += KaNonSurrogateRun(pending + units, m_available - units);
         const TTokenState state = CheckBufferToken(units, m_failOnInvalid, length);
         if (state != CKaEncodingDecoder::TokenComplete) return state;
         units += length;
