@@ -108,17 +108,28 @@ private:
     unsigned long Read(TKaDecodeSink& sink, unsigned long maxChars, const wchar_t* function);
     [[noreturn]] void ReportCountMismatch(const wchar_t* function, unsigned long measured,
                                           unsigned long predicted);
-    // The next character for the text reader's line loop, as ReadString(1) gives it: its units
-    // and their count (0 at the end of the stream). The library's own decoders put it in
-    // `units` (room for a surrogate pair) without making a string; any other decoder is asked
-    // ReadString(1), whose result `piece` keeps.
-    const wchar_t* ReadCharFor(CKaString& piece, wchar_t (&units)[2], unsigned long& count);
-    // ReadString(1) of the library's own decoders: the same calls reach the stream, and a
-    // character that waits whole in the buffer as one unit is taken without the general read.
-    unsigned long ReadOwnChar(TOwnCodec codec, wchar_t (&units)[2]);
-    // The bytes of the character at the front when it is one whole UTF-8 or UTF-16 unit (put
-    // in `unit`), else 0.
-    unsigned long FrontUnit(TOwnCodec codec, wchar_t& unit) const;
+    // What the text reader's line loop reads next: one character as ReadString(1) gives it
+    // (all `count` units belong to it), or a run of characters of one unit each, as that many
+    // ReadString(1) calls one after another give them.
+    struct TCharsRead
+    {
+        const wchar_t* units;
+        unsigned long count; // 0 at the end of the stream
+        bool run;            // each unit is a character of its own
+    };
+    static const unsigned long kRunUnits = 8;
+
+    // The library's own decoders take the one-unit characters that wait whole in their buffer
+    // as a run into `units`, and read any other character into `units` without making a
+    // string; any other decoder (a subclass may read otherwise) is asked ReadString(1), whose
+    // result `piece` keeps. The same reads reach the stream either way.
+    TCharsRead ReadCharsFor(CKaString& piece, wchar_t (&units)[kRunUnits]);
+    // The run of one-unit characters at the front, up to and including the first LF; 0 when
+    // none waits.
+    unsigned long TakeWaitingUnits(TOwnCodec codec, wchar_t (&units)[kRunUnits]);
+    // The bytes of the character `offset` bytes behind the start when it is one whole UTF-8 or
+    // UTF-16 unit (put in `unit`), else 0.
+    unsigned long WholeUnitAt(TOwnCodec codec, unsigned long offset, wchar_t& unit) const;
     TOwnCodec OwnCodec();
 
     const long m_invalidDataCode;

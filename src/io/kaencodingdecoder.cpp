@@ -191,7 +191,7 @@ private:
 class CKaCharSink : public TKaDecodeSink
 {
 public:
-    explicit CKaCharSink(wchar_t (&units)[2]) : m_units(units) {}
+    explicit CKaCharSink(wchar_t* units) : m_units(units) {}
 
     wchar_t* Extend(unsigned long read, unsigned long count) override
     {
@@ -202,7 +202,7 @@ public:
     void Finish(unsigned long) override {}
 
 private:
-    wchar_t (&m_units)[2];
+    wchar_t* const m_units;
 };
 
 } // namespace
@@ -318,51 +318,61 @@ unsigned long CKaEncodingDecoder::Read(TKaDecodeSink& sink, unsigned long maxCha
     return read;
 }
 
-const wchar_t* CKaEncodingDecoder::ReadCharFor(CKaString& piece, wchar_t (&units)[2],
-                                               unsigned long& count)
+CKaEncodingDecoder::TCharsRead CKaEncodingDecoder::ReadCharsFor(
+    CKaString& piece, wchar_t (&units)[kRunUnits])
 {
     const TOwnCodec codec = OwnCodec();
     if (codec == OwnCodecNone) {
         piece = ReadString(1);
-        count = piece.getLengthInline();
-        return piece.getSzInline();
+        return {piece.getSzInline(), piece.getLengthInline(), false};
     }
-    count = ReadOwnChar(codec, units);
-    return units;
-}
-
-unsigned long CKaEncodingDecoder::ReadOwnChar(TOwnCodec codec, wchar_t (&units)[2])
-{
-    // The steps of the general read when nothing waits (a feed for one character) and when a
-    // one-unit character waits whole at the front (it is taken and its bytes let go), without
-    // asking the codec: for these decoders the answers are known. Invalid data under
-    // failOnInvalid, a character of several bytes or units, an incomplete one and every
-    // multi-byte code page go the general way.
-    if (!m_failOnInvalid) {
-        if (m_available == 0 && !Feed(1)) return 0;
-        const unsigned long bytes = FrontUnit(codec, units[0]);
-        if (bytes) {
-            // As CommitBufferRead does; the next token is known to be complete when it is
-            // another such character.
-            KaConsumeWindow(m_start, m_available, bytes);
-            wchar_t next = 0;
-            m_nextTokenState = FrontUnit(codec, next) ? TokenComplete : CheckBufferToken(0);
-            return 1;
-        }
-    }
+    // With nothing waiting the general read's first step is a feed for one character.
+    if (!m_failOnInvalid && m_available == 0 && !Feed(1)) return {units, 0, false};
+    const unsigned long taken = TakeWaitingUnits(codec, units);
+    if (taken) return {units, taken, true};
     CKaCharSink sink(units);
-    return Read(sink, 1, L"ReadString");
+    return {units, Read(sink, 1, L"ReadString"), false};
 }
 
-unsigned long CKaEncodingDecoder::FrontUnit(TOwnCodec codec, wchar_t& unit) const
+unsigned long CKaEncodingDecoder::TakeWaitingUnits(TOwnCodec codec,
+                                                   wchar_t (&units)[kRunUnits])
 {
-    const unsigned char* front = UnreadBytes();
-    if (codec == OwnCodecUtf8 && m_available >= 1 && front[0] < 0x80) {
-        unit = front[0];
+    // What the general read does, one character at a time, with one-unit characters that wait
+    // whole at the front, without asking the codec: for these decoders the answers are known.
+    // Invalid data under failOnInvalid goes the general way. The run ends at an LF, which ends
+    // the reader's line: what follows stays waiting for whatever reads next.
+    if (m_failOnInvalid) return 0;
+    unsigned long taken = 0;
+    unsigned long bytes = 0;
+    while (taken < kRunUnits) {
+        const unsigned long length = WholeUnitAt(codec, bytes, units[taken]);
+        if (length == 0) break;
+        bytes += length;
+        if (units[taken++] == L'\n') break;
+    }
+    if (taken) {
+        // As CommitBufferRead; the next token's state is known when nothing or another such
+        // character follows.
+        KaConsumeWindow(m_start, m_available, bytes);
+        wchar_t next = 0;
+        m_nextTokenState = m_available == 0              ? TokenEmpty
+                           : WholeUnitAt(codec, 0, next) ? TokenComplete
+                                                         : CheckBufferToken(0);
+    }
+    return taken;
+}
+
+unsigned long CKaEncodingDecoder::WholeUnitAt(TOwnCodec codec, unsigned long offset,
+                                              wchar_t& unit) const
+{
+    const unsigned char* at = UnreadBytes() + offset;
+    const unsigned long left = m_available - offset;
+    if (codec == OwnCodecUtf8 && left >= 1 && at[0] < 0x80) {
+        unit = at[0];
         return 1;
     }
-    if (codec == OwnCodecUtf16 && m_available >= 2) {
-        KaUnitsFromBytes(front, 1, static_cast<const CKaUtf16EncodingDecoder*>(this)->getBigEndian(),
+    if (codec == OwnCodecUtf16 && left >= 2) {
+        KaUnitsFromBytes(at, 1, static_cast<const CKaUtf16EncodingDecoder*>(this)->getBigEndian(),
                          &unit);
         if (!KaIsSurrogate(unit)) return 2;
     }

@@ -25,7 +25,7 @@ void KaReserveWindow(CKaSimpleBuffer<T>& buffer, unsigned long& start, unsigned 
         if (available) std::memcpy(target, buffer.getBuffer() + start, available * sizeof(T));
         std::memset(target + available, 0, more * sizeof(T));
         buffer = grown;
-    } else {
+    } else if (available) {
         T* elements = buffer.Unshare();
         std::memmove(elements, elements + start, available * sizeof(T));
     }

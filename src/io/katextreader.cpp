@@ -138,22 +138,32 @@ bool CKaTextReader::NextLine(CKaString& line)
     bool any = false;
     // Each character is what the decoder's ReadString(1) gives.
     CKaString piece;
-    wchar_t units[2];
+    wchar_t units[CKaEncodingDecoder::kRunUnits];
     try {
         // A CR is held back until the character after it shows whether it ends the line.
         bool cr = false;
-        for (;;) {
-            unsigned long count = 0;
-            const wchar_t* chars = m_decoder->ReadCharFor(piece, units, count);
-            if (count == 0) break;
-            any = true;
+        // Takes one character; true when it ends the line.
+        auto take = [&](const wchar_t* chars, unsigned long count) {
             if (IsChar(chars, count, L'\n')) {
                 cr = false;
-                break;
+                return true;
             }
             if (cr) collected.Add(L"\r", 1);
             cr = IsChar(chars, count, L'\r');
             if (!cr) collected.Add(chars, count);
+            return false;
+        };
+        for (bool ended = false; !ended;) {
+            const CKaEncodingDecoder::TCharsRead read = m_decoder->ReadCharsFor(piece, units);
+            if (read.count == 0) break;
+            any = true;
+            if (!read.run) {
+                ended = take(read.units, read.count);
+                continue;
+            }
+            for (unsigned long i = 0; i < read.count && !ended; ++i) {
+                ended = take(read.units + i, 1);
+            }
         }
         // The end of the stream keeps a CR at the end of the line.
         if (cr) collected.Add(L"\r", 1);
