@@ -3,6 +3,7 @@
 // conversion cut at its line ends (lossless reader), and the line built up one character read
 // at a time, as the reader has always done it (plain reader).
 #include <gtest/gtest.h>
+#include <functional>
 #include "katextsupport.h"
 
 namespace {
@@ -135,23 +136,34 @@ struct TLine
     unsigned long capacity;
     unsigned __int64 position;
     long code;
+    CKaEncodingDecoder::TTokenState nextToken; // of the decoder the line was read through
+};
+
+// A plain reader that shows the decoder it reads through.
+class CDecoderShown : public CKaTextReader
+{
+public:
+    using CKaTextReader::CKaTextReader;
+    CKaEncodingDecoder& Decoder() { return *m_decoder; }
 };
 
 // Reads lines until the end or a failure, into a line that is kept from call to call (as a
 // caller's loop does) or now and then copied, so that its block is shared.
 template <class ReadLine>
-std::vector<TLine> ReadAllLines(IKaStream* stream, ReadLine readLine)
+std::vector<TLine> ReadAllLines(IKaStream* stream, ReadLine readLine,
+                                std::function<CKaEncodingDecoder&()> decoder)
 {
     std::vector<TLine> lines;
     CKaString line;
     CKaString copy;
     for (int i = 0;; ++i) {
         if (i % 7 == 3) copy = line;
-        TLine result = {false, L"", 0, 0, S_OK};
+        TLine result = {false, L"", 0, 0, S_OK, CKaEncodingDecoder::TokenEmpty};
         result.code = ThrownCode([&] { result.more = readLine(line); });
         result.text = Units(line);
         result.capacity = line.getCapacity();
         result.position = stream->getPos();
+        result.nextToken = decoder().getNextTokenState();
         lines.push_back(result);
         if (!result.more || result.code != S_OK) return lines;
     }
@@ -167,6 +179,7 @@ void ExpectSameLines(const std::vector<TLine>& expected, const std::vector<TLine
         EXPECT_EQ(expected[i].capacity, actual[i].capacity);
         EXPECT_EQ(expected[i].position, actual[i].position);
         EXPECT_EQ(expected[i].code, actual[i].code);
+        EXPECT_EQ(expected[i].nextToken, actual[i].nextToken);
     }
 }
 
@@ -176,12 +189,14 @@ void CheckPlainReader(const TCase& c)
     CKaRef<CKaEncoding> encoding = EncodingOf(c);
     CKaRef<CKaEncodingDecoder> decoder = encoding ? encoding->CreateDecoder(modelStream)
                                                   : new CKaUtf16EncodingDecoder(false, modelStream);
-    const std::vector<TLine> expected =
-        ReadAllLines(modelStream, [&](CKaString& line) { return ModelLine(decoder, line); });
+    const std::vector<TLine> expected = ReadAllLines(
+        modelStream, [&](CKaString& line) { return ModelLine(decoder, line); },
+        [&]() -> CKaEncodingDecoder& { return *decoder; });
     CKaRef<IKaStream> stream = Open(c);
-    CKaRef<CKaTextReader> reader = new CKaTextReader(encoding, stream);
-    ExpectSameLines(expected,
-                    ReadAllLines(stream, [&](CKaString& line) { return reader->ReadLine(line); }));
+    CKaRef<CDecoderShown> reader = new CDecoderShown(encoding, stream);
+    ExpectSameLines(expected, ReadAllLines(
+                                  stream, [&](CKaString& line) { return reader->ReadLine(line); },
+                                  [&]() -> CKaEncodingDecoder& { return reader->Decoder(); }));
 }
 
 std::wstring WholeConversion(const TCase& c)

@@ -48,6 +48,33 @@ protected:
     CKaRef<CKaEncodingDecoder> CreateDecoder() override { return spy.getPtr(); }
 };
 
+// A UTF-16 little-endian encoder that records each string the writer asks it to write.
+class CSpyEncoder : public CKaUtf16EncodingEncoder
+{
+public:
+    explicit CSpyEncoder(CKaRef<IKaStream> stream) : CKaUtf16EncodingEncoder(false, stream) {}
+    using CKaEncodingEncoder::WriteString;
+    void WriteString(CKaString text) override
+    {
+        texts.push_back(Units(text));
+        CKaUtf16EncodingEncoder::WriteString(text);
+    }
+    std::vector<std::wstring> texts;
+};
+
+class CSpyWriter : public CKaTextWriter
+{
+public:
+    explicit CSpyWriter(CKaRef<IKaStream> stream)
+        : CKaTextWriter(stream), spy(new CSpyEncoder(stream))
+    {
+    }
+    CKaRef<CSpyEncoder> spy;
+
+protected:
+    CKaRef<CKaEncodingEncoder> CreateEncoder() override { return spy.getPtr(); }
+};
+
 TEST(TextReaderTest, OnlyLfAndCrLfEndALine)
 {
     const CKaRef<CKaEncoding> utf8 = Encoding(CP_UTF8);
@@ -82,6 +109,19 @@ TEST(TextReaderTest, ReadCharsTakesItsCountAndReadAllPiecesOfAThousand)
     EXPECT_FALSE(reader->spy->getFailOnInvalid());
 }
 
+// The library's own decoders hand a line's characters over without a read each; a decoder of
+// another class is still asked for every character on its own.
+TEST(TextReaderTest, ADecoderOfAnotherClassIsAskedForEachCharacter)
+{
+    CKaRef<CSpyReader> reader = new CSpyReader(MakeStream(PlatformBytes(1200, L"ab\r\nc")), true);
+    EXPECT_EQ(CKaString(L"ab"), reader->ReadLine());
+    EXPECT_EQ(CKaString(L"c"), reader->ReadLine());
+    EXPECT_EQ(CKaString(), reader->ReadLine());
+    typedef std::pair<unsigned long, unsigned long> Read;
+    EXPECT_EQ((std::vector<Read>{{1, 1}, {1, 1}, {1, 1}, {1, 1}, {1, 1}, {1, 0}, {1, 0}}),
+              reader->spy->reads);
+}
+
 TEST(TextReaderTest, AMissingDecoderEncoderOrStreamThrows)
 {
     CKaRef<CKaTextReader> noDecoder = new CSpyReader(MakeStream(), false);
@@ -102,6 +142,18 @@ TEST(TextWriterTest, WritesLinesEndingInCrLfOrLf)
     EXPECT_EQ(PlatformBytes(1200, L"A\r\nB\nC"), stream->Bytes());
     writer->Flush();
     EXPECT_EQ(PlatformBytes(1200, L"A\r\nB\nC\xD83D"), stream->Bytes());
+}
+
+// Likewise an encoder of another class is asked to write each text and each line end.
+TEST(TextWriterTest, AnEncoderOfAnotherClassIsAskedForEachTextAndLineEnd)
+{
+    CKaRef<CTestStream> stream = MakeStream();
+    CKaRef<CSpyWriter> writer = new CSpyWriter(stream);
+    writer->WriteLine(L"A");
+    writer->Write(L"B");
+    writer->WriteLine(L"C", false);
+    EXPECT_EQ((std::vector<std::wstring>{L"A", L"\r\n", L"B", L"C", L"\n"}), writer->spy->texts);
+    EXPECT_EQ(PlatformBytes(1200, L"A\r\nBC\n"), stream->Bytes());
 }
 
 TEST(EncoderTest, AStrictEncoderRejectsAWriteWithAnUnpairedSurrogateWhole)
