@@ -1,5 +1,7 @@
 #include "kacodepage.h"
 #include "zelka/kaexception.h"
+#include <cstdint>
+#include <cstring>
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -82,6 +84,19 @@ unsigned long KaWidenAscii(const unsigned char* bytes, unsigned long count, wcha
     return done;
 }
 
+#ifndef __SSE2__
+namespace {
+
+std::uint64_t FourUnits(const wchar_t* units)
+{
+    std::uint64_t four = 0;
+    std::memcpy(&four, units, sizeof(four));
+    return four;
+}
+
+} // namespace
+#endif
+
 unsigned long KaNarrowAscii(const wchar_t* units, unsigned long count, unsigned char* target)
 {
     unsigned long done = 0;
@@ -93,6 +108,16 @@ unsigned long KaNarrowAscii(const wchar_t* units, unsigned long count, unsigned 
         const __m128i high = _mm_and_si128(eight, nonAscii);
         if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())) != 0xFFFF) break;
         _mm_storel_epi64(reinterpret_cast<__m128i*>(target + done), _mm_packus_epi16(eight, eight));
+    }
+#else
+    // Four units at a time while all of them are ASCII (the units of a word are in memory
+    // order: the platform is little endian).
+    for (; count - done >= 4; done += 4) {
+        const std::uint64_t four = FourUnits(units + done);
+        if (four & 0xFF80FF80FF80FF80ull) break;
+        for (unsigned int i = 0; i < 4; ++i) {
+            target[done + i] = static_cast<unsigned char>(four >> (16 * i));
+        }
     }
 #endif
     for (; done < count && units[done] < 0x80; ++done) {
@@ -112,6 +137,14 @@ unsigned long KaNonSurrogateRun(const wchar_t* units, unsigned long count)
         const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + done));
         const __m128i found = _mm_cmpeq_epi16(_mm_and_si128(eight, top), surrogate);
         if (_mm_movemask_epi8(found)) break;
+    }
+#else
+    // Four units at a time: a lane is 0 after the masking exactly when its unit is a
+    // surrogate, and a lane that is 0 sets its top bit in the subtraction.
+    for (; count - done >= 4; done += 4) {
+        const std::uint64_t lanes = (FourUnits(units + done) & 0xF800F800F800F800ull) ^
+                                    0xD800D800D800D800ull;
+        if ((lanes - 0x0001000100010001ull) & ~lanes & 0x8000800080008000ull) break;
     }
 #endif
     while (done < count && !KaIsSurrogate(units[done])) ++done;
