@@ -2,8 +2,10 @@
 #include <shlobj.h>
 #include "zelka/kaencoding.h"
 #include "zelka/kaexception.h"
+#include "zelka/kasync.h"
 #include "zelka/katrace.h"
 #include "zelka/kaversion.h"
+#include "system/katlsprocess.h"
 #include "trace/katracecategories.h"
 
 // Process start-up and shut-down of the library. The trace comes up first and goes down last,
@@ -13,6 +15,9 @@
 namespace {
 
 const wchar_t* const g_categoryNames[] = {L"ERROR", L"INFO", L"UNEX", L"WARN"};
+
+// Set at detach: true when the whole process ends rather than the library being unloaded.
+bool g_processEnding = false;
 
 template <class T>
 void TraceFromDllMain(TKaLibraryTraceCategory category, const wchar_t* format, T value)
@@ -37,6 +42,8 @@ long CurrentExceptionCode()
 // and its lock, the thread-local-storage manager, the standard encodings.
 void AttachProcessRegistries()
 {
+    CKaTsEventMixin::Initialize();
+    KaCreateProcessTlsManager();
     KaInitializeStandardEncodings();
     KaRegisterStandardEncodings();
 }
@@ -45,6 +52,8 @@ void AttachProcessRegistries()
 void DetachProcessRegistries()
 {
     KaCleanupStandardEncodings();
+    KaReleaseProcessTlsManager(!g_processEnding);
+    CKaTsEventMixin::Cleanup();
 }
 
 // The process-wide COM proxy factory with its proxy creators; at detach the factory is
@@ -57,9 +66,10 @@ void UninstallComProxyFactory()
 {
 }
 
-// Where the thread-local-storage manager drops the named objects of a thread that ends.
+// The thread-local-storage manager drops the named objects of a thread that ends.
 void DetachThread()
 {
+    KaProcessThreadDetached();
 }
 
 // A failing step stops the steps after it; the failure is traced with its code and the library
@@ -104,17 +114,19 @@ void DetachProcess()
 
 } // namespace
 
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved)
 {
     switch (reason) {
     case DLL_PROCESS_ATTACH:
         AttachProcess();
         break;
     case DLL_PROCESS_DETACH:
+        // The loader passes a non-null `reserved` when the process is ending.
+        g_processEnding = reserved != nullptr;
         DetachProcess();
         break;
     case DLL_THREAD_DETACH:
-        DetachThread();
+        RunSteps(DetachThread, L"Thread detach handling failed (code=0x%08x).");
         break;
     default:
         break;
