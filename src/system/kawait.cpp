@@ -1,10 +1,11 @@
 #include "zelka/kawait.h"
 #include <exception>
+#include <utility>
 
 // ---- CKaLock --------------------------------------------------------------------------------
 
 CKaLock::CKaLock(CKaRef<IKaLockable> lockable, bool lockNow)
-    : m_lockable(lockable), m_locked(false)
+    : m_lockable(std::move(lockable)), m_locked(false)
 {
     if (lockNow) Lock();
 }
@@ -51,7 +52,7 @@ bool CKaLock::getLocked() const
 // ---- CKaSingleWait --------------------------------------------------------------------------
 
 CKaSingleWait::CKaSingleWait(CKaRef<IKaWaitable> waitable, bool waitNow)
-    : m_waitable(waitable), m_acquired(false)
+    : m_waitable(std::move(waitable)), m_acquired(false)
 {
     if (waitNow) Wait(INFINITE);
 }
