@@ -136,6 +136,11 @@ protected:
     DWORD PrepareExit();
 
 private:
+    // A field read or written under the lock.
+    template <class T>
+    T Read(const T& field);
+    template <class T>
+    void Write(T& field, const T& value);
     // The state check of the operations that need a thread: running, or finished and not joined.
     void CheckHasThread() const;
     bool IsCallingThread() const;

@@ -22,6 +22,20 @@ void DKaThreadWorker::Invoke(CKaRef<CKaThread> thread) const
 
 // ---- construction and properties ------------------------------------------------------------
 
+template <class T>
+T CKaThread::Read(const T& field)
+{
+    CKaLock lock(m_lock);
+    return field;
+}
+
+template <class T>
+void CKaThread::Write(T& field, const T& value)
+{
+    CKaLock lock(m_lock);
+    field = value;
+}
+
 CKaThread::CKaThread(CKaRef<IKaLockable> lock)
     : m_lock(lock), m_createSuspended(false), m_stackSize(0), m_security(nullptr),
       m_state(KaThreadIdle), m_selfReference(false), m_handle(nullptr), m_id(0), m_exitCode(0),
@@ -44,32 +58,27 @@ CKaString CKaThread::getObjectTypeInfo()
 
 bool CKaThread::getCreateSuspended()
 {
-    CKaLock lock(m_lock);
-    return m_createSuspended;
+    return Read(m_createSuspended);
 }
 
 void CKaThread::setCreateSuspended(bool createSuspended)
 {
-    CKaLock lock(m_lock);
-    m_createSuspended = createSuspended;
+    Write(m_createSuspended, createSuspended);
 }
 
 DWORD CKaThread::getStackSize()
 {
-    CKaLock lock(m_lock);
-    return m_stackSize;
+    return Read(m_stackSize);
 }
 
 void CKaThread::setStackSize(DWORD stackSize)
 {
-    CKaLock lock(m_lock);
-    m_stackSize = stackSize;
+    Write(m_stackSize, stackSize);
 }
 
 SECURITY_ATTRIBUTES* CKaThread::getSecurityAttributes()
 {
-    CKaLock lock(m_lock);
-    return m_security;
+    return Read(m_security);
 }
 
 void CKaThread::FreeSecurityAttributes() noexcept
@@ -96,38 +105,32 @@ void CKaThread::setSecurityAttributes(SECURITY_ATTRIBUTES* security)
 
 DKaThreadWorker CKaThread::getWorker()
 {
-    CKaLock lock(m_lock);
-    return m_worker;
+    return Read(m_worker);
 }
 
 void CKaThread::setWorker(DKaThreadWorker worker)
 {
-    CKaLock lock(m_lock);
-    m_worker = worker;
+    Write(m_worker, worker);
 }
 
 DWORD CKaThread::getExitCodeToReturn()
 {
-    CKaLock lock(m_lock);
-    return m_exitCodeToReturn;
+    return Read(m_exitCodeToReturn);
 }
 
 void CKaThread::setExitCodeToReturn(DWORD code)
 {
-    CKaLock lock(m_lock);
-    m_exitCodeToReturn = code;
+    Write(m_exitCodeToReturn, code);
 }
 
 HANDLE CKaThread::getHandle()
 {
-    CKaLock lock(m_lock);
-    return m_handle;
+    return Read(m_handle);
 }
 
 DWORD CKaThread::getId()
 {
-    CKaLock lock(m_lock);
-    return m_id;
+    return Read(m_id);
 }
 
 DWORD CKaThread::getExitCode() const
@@ -137,8 +140,7 @@ DWORD CKaThread::getExitCode() const
 
 TKaThreadState CKaThread::getState()
 {
-    CKaLock lock(m_lock);
-    return m_state;
+    return Read(m_state);
 }
 
 // ---- helpers (callers hold the lock) --------------------------------------------------------
