@@ -116,20 +116,6 @@ TEST(KaEvent, TheInitialStateComesBeforeTheResetMode)
     EXPECT_EQ(L"zel.core.system.event", manual->getObjectTypeId());
 }
 
-TEST(KaEvent, NamedObjectsAreSharedAndAnEmptyNameIsNoName)
-{
-    const CKaString name = L"zelka.test.event." + CKaString::Build(L"%lu", GetCurrentProcessId());
-    CKaRef<CKaEvent> first = new CKaEvent(false, true, name);
-    CKaRef<CKaEvent> second = new CKaEvent(false, true, name);
-    second->Set();
-    EXPECT_EQ(KaWaitSignaled, first->Wait(0));
-
-    CKaRef<CKaEvent> unnamed1 = new CKaEvent(false, true, L"");
-    CKaRef<CKaEvent> unnamed2 = new CKaEvent(false, true, L"");
-    unnamed2->Set();
-    EXPECT_EQ(KaWaitTimeout, unnamed1->Wait(0));
-}
-
 TEST(KaEvent, AFailedCreationThrowsTheSystemError)
 {
     // A name that a mutex already holds cannot name an event.
