@@ -16,6 +16,7 @@
 #include "kaarray.h"
 #include "kamap.h"
 #include "kamodule.h"
+#include "karegkey.h"
 #include "kasync.h"
 #include "kawait.h"
 #include "kathread.h"
@@ -27,6 +28,6 @@
 #include "katextwriter.h"
 #include "kainterfaceids.h"
 #include "katrace.h"
-#include "kaversion.h"
+#include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 
 #endif

@@ -5,6 +5,7 @@
 #include "zelka/kasync.h"
 #include "zelka/katrace.h"
 #include "zelka/kaversion.h"
+#include "system/karegkeymap.h"
 #include "system/katlsprocess.h"
 #include "trace/katracecategories.h"
 
@@ -43,6 +44,7 @@ long CurrentExceptionCode()
 void AttachProcessRegistries()
 {
     CKaTsEventMixin::Initialize();
+    KaCreateRegKeyMap();
     KaCreateProcessTlsManager();
     KaInitializeStandardEncodings();
     KaRegisterStandardEncodings();
@@ -53,6 +55,7 @@ void DetachProcessRegistries()
 {
     KaCleanupStandardEncodings();
     KaReleaseProcessTlsManager(!g_processEnding);
+    KaDestroyRegKeyMap();
     CKaTsEventMixin::Cleanup();
 }
 
