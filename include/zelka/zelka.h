@@ -22,6 +22,7 @@
 #include "kathread.h"
 #include "katls.h"
 #include "kastream.h"
+#include "kabufferedstream.h"
 #include "kabinary.h"
 #include "kaencoding.h"
 #include "katextreader.h"
