@@ -2,7 +2,6 @@
 #define ZELKA_KAEXCEPTION_H
 
 #include <cstdarg>
-#include <utility>
 #include "kacodes.h"
 #include "kalockmode.h"
 #include "kaobject.h"
@@ -43,21 +42,18 @@ private:
     CKaRef<CKaError> m_error;
 };
 
-// The creatable form of an error class. Today it only counts through CKaObject; it is the place
-// where an error's COM face (QueryInterface and the dispatch interface) attaches, so callers
-// that create errors through it need no change when that face exists.
+// The creatable form of a library object and the COM face of errors (kacomobject.h).
 template <class T>
-class CKaComObject final : public T
-{
-public:
-    template <class... Args>
-    explicit CKaComObject(Args&&... args) : T(std::forward<Args>(args)...) {}
-};
+class CKaComObject;
+class CKaErrorFace;
 
 // An error record: an HRESULT in a counted object that can travel with an exception.
 class ZELKA_API CKaError : public CKaObject
 {
 public:
+    // What CKaComObject<CKaError> adds: IZELKaError for COM clients.
+    typedef CKaErrorFace TComFace;
+
     // Creates an error (always inside its creatable wrapper).
     static CKaRef<CKaError> Build(long code);
 
@@ -93,5 +89,8 @@ ZELKA_API void KaThrowIfFailed(HRESULT hr);
 // The range rule of every (start, count) pair over `size` elements: a start beyond the size
 // throws KA_E_INDEX_OUT_OF_RANGE, an end beyond it KA_E_COUNT_OUT_OF_RANGE.
 ZELKA_API void KaCheckRange(unsigned long start, unsigned long count, unsigned long size);
+
+// Errors are created as CKaComObject<T>: whoever sees the error classes sees that template.
+#include "kacomobject.h"
 
 #endif

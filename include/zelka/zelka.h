@@ -22,6 +22,7 @@
 #include "katextreader.h"
 #include "katextwriter.h"
 #include "kainterfaceids.h"
+#include "kacomobject.h"
 #include "katrace.h"
 #include "kaversion.h"
 

@@ -1,6 +1,4 @@
 #include "zelka/kaexception.h"
-#include <cstring>
-#include "zelka/kainterfaceids.h"
 
 CKaException::~CKaException() = default;
 
@@ -50,12 +48,7 @@ void CKaError::Throw()
 
 bool CKaError::DoesInterfaceSupportErrorInfo(const GUID& iid)
 {
-    static const IID* const supported[] = {&IID_IZELKaError, &IID_IZELKaComError,
-                                           &IID_IZELKaObject, &IID_IZELKaObjectSet};
-    for (const IID* candidate : supported) {
-        if (std::memcmp(candidate, &iid, sizeof(GUID)) == 0) return true;
-    }
-    return false;
+    return KaIsLibraryInterface(iid);
 }
 
 long CKaError::getCode() const
