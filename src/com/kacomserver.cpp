@@ -106,6 +106,12 @@ CKaClassFactory g_classes[] = {
     {CLSID_ZELKaError, L"Zelka.Error", L"zelka130 error", CreateWithoutArguments<CKaError>},
 };
 
+// Type library versions are written in hexadecimal in the registry.
+CKaString HexText(WORD value)
+{
+    return CKaString::Build(static_cast<unsigned long>(value), 16, false);
+}
+
 CKaString GuidText(const GUID& guid)
 {
     wchar_t text[40];
@@ -203,17 +209,25 @@ void UnregisterClass(HKEY root, const CKaClassFactory& cls)
     DeleteTree(root, CKaString(L"CLSID\\") + clsid);
 }
 
-void UnregisterTypeLibrary(const TKaClassesRoot& root)
+// Only a type library registered below `classes` is unregistered there: for one that is not,
+// the platform's unregistration fails, and with different codes on different systems.
+void UnregisterTypeLibrary(const TKaClassesRoot& root, HKEY classes)
 {
     CKaComRef<ITypeLib> library = LoadOwnTypeLibrary();
     TLIBATTR* attributes = nullptr;
     KaThrowIfFailed(library->GetLibAttr(&attributes));
     const TLIBATTR copy = *attributes;
     library->ReleaseTLibAttr(attributes);
-    const HRESULT hr = root.unregisterTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum,
-                                              copy.lcid, copy.syskind);
-    // A type library that is not registered there leaves nothing to remove.
-    if (hr != TYPE_E_REGISTRYACCESS) KaThrowIfFailed(hr);
+    const CKaString versionKey = CKaString(L"TypeLib\\") + GuidText(copy.guid) + L"\\" +
+                                 HexText(copy.wMajorVerNum) + L"." + HexText(copy.wMinorVerNum);
+    CKaOwnedRegKey registered;
+    if (RegOpenKeyExW(classes, versionKey.getSz(), 0, KEY_READ, registered.Receive()) !=
+        ERROR_SUCCESS) {
+        return;
+    }
+    registered.Reset();
+    KaThrowIfFailed(root.unregisterTypeLib(copy.guid, copy.wMajorVerNum, copy.wMinorVerNum,
+                                           copy.lcid, copy.syskind));
 }
 
 // Cleans both places, so that a registration made by an administrator or by the user goes
@@ -224,7 +238,7 @@ void Unregister()
         CKaOwnedRegKey classes = OpenClasses(root);
         if (!classes) continue;
         for (const CKaClassFactory& cls : g_classes) UnregisterClass(classes.Get(), cls);
-        UnregisterTypeLibrary(root);
+        UnregisterTypeLibrary(root, classes.Get());
     }
 }
 
