@@ -16,6 +16,7 @@
 #include "kabytebuffer.h"
 #include "kaarray.h"
 #include "kamap.h"
+#include "kaguid.h"
 #include "kamodule.h"
 #include "kastream.h"
 #include "kabinary.h"
