@@ -47,6 +47,15 @@ struct TKaBstrTraits
     static void Close(Handle h) { SysFreeString(h); }
 };
 
+// Memory a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...).
+struct TKaCoTaskMemTraits
+{
+    typedef wchar_t* Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle h) { return h != nullptr; }
+    static void Close(Handle h) { CoTaskMemFree(h); }
+};
+
 struct TKaModuleTraits
 {
     typedef HMODULE Handle;
@@ -118,6 +127,7 @@ typedef CKaOwnedHandle<TKaGlobalTraits> CKaOwnedGlobal;
 typedef CKaOwnedHandle<TKaLocalTraits> CKaOwnedLocal;
 typedef CKaOwnedHandle<TKaBstrTraits> CKaOwnedBstr;
 typedef CKaOwnedHandle<TKaModuleTraits> CKaOwnedModule;
+typedef CKaOwnedHandle<TKaCoTaskMemTraits> CKaOwnedCoTaskText;
 
 // Holds a critical section for a scope.
 class CKaSectionGuard
