@@ -38,8 +38,21 @@ ZELKA_API HRESULT KaComGetTypeAt(CKaObject* object, long index, BSTR* typeId);
 // method's result. Anything that is not a CKaException is E_UNEXPECTED.
 ZELKA_API HRESULT KaComFailure(const IID& iid, const wchar_t* method);
 
-// A new BSTR for an out-parameter: E_POINTER for a null one.
-ZELKA_API HRESULT KaComStringOut(const CKaString& text, BSTR* out);
+// The frame of a COM property of interface `iid`: E_POINTER for a null out-pointer; otherwise
+// the value `read()` returns is stored and the result is S_OK, or read() throws and the
+// failure is reported through KaComFailure under the name `method`.
+template <class T, class Read>
+HRESULT KaComProperty(T* out, const IID& iid, const wchar_t* method, Read&& read)
+{
+    if (!out) return E_POINTER;
+    *out = T();
+    try {
+        *out = read();
+        return S_OK;
+    } catch (...) {
+        return KaComFailure(iid, method);
+    }
+}
 
 // IUnknown, IDispatch (through the embedded type library), ISupportErrorInfo and IZELKaObject
 // for a library object whose primary interface is I (IZELKaObject or one derived from it).
@@ -187,6 +200,19 @@ CKaComRef<I> KaGetComInterface(CKaObject* object)
     CKaComRef<I> result;
     KaThrowIfFailed(
         KaQueryComInterface(object, __uuidof(I), reinterpret_cast<void**>(result.GetAddressOf())));
+    return result;
+}
+
+// Interface I of a COM object; the object's refusal (E_NOINTERFACE) is thrown, and a null
+// object or a null answer is E_POINTER.
+template <class I>
+CKaComRef<I> KaQueryInterface(IUnknown* object)
+{
+    if (!object) throw CKaCodeException(E_POINTER);
+    CKaComRef<I> result;
+    KaThrowIfFailed(
+        object->QueryInterface(__uuidof(I), reinterpret_cast<void**>(result.GetAddressOf())));
+    if (!result) throw CKaCodeException(E_POINTER);
     return result;
 }
 

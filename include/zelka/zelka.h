@@ -25,6 +25,7 @@
 #include "katextwriter.h"
 #include "kainterfaceids.h"
 #include "kacomobject.h"
+#include "kacomerror.h"
 #include "katrace.h"
 #include "kaversion.h"
 

@@ -1,7 +1,7 @@
 #include "zelka/kacomobject.h"
 #include "com/kacomserver.h"
 #include "zelka/kahandle.h"
-#include "zelka/katrace.h"
+#include "zelka/kasysstring.h"
 
 namespace {
 
@@ -139,43 +139,25 @@ HRESULT KaComInvoke(IDispatch* self, const IID& iid, DISPID id, REFIID riid, WOR
     return DispInvoke(self, info, id, flags, params, result, exception, argumentError);
 }
 
-HRESULT KaComStringOut(const CKaString& text, BSTR* out)
-{
-    if (!out) return E_POINTER;
-    *out = SysAllocStringLen(text.getSz(), text.getLength());
-    return *out ? S_OK : E_OUTOFMEMORY;
-}
-
 HRESULT KaComGetTypeInfoText(CKaObject* object, BSTR* typeInfo)
 {
-    if (!typeInfo) return E_POINTER;
-    try {
-        return KaComStringOut(object->getObjectTypeInfo(), typeInfo);
-    } catch (...) {
-        return KaComFailure(IID_IZELKaObject, L"get_TypeInfo");
-    }
+    return KaComProperty(typeInfo, IID_IZELKaObject, L"get_TypeInfo", [object] {
+        return object->getObjectTypeInfo().getSysString().Detach(true);
+    });
 }
 
 HRESULT KaComGetTypeCount(CKaObject* object, long* count)
 {
-    if (!count) return E_POINTER;
-    try {
-        *count = static_cast<long>(TypeCount(object->getObjectTypeInfo()));
-        return S_OK;
-    } catch (...) {
-        return KaComFailure(IID_IZELKaObject, L"get_TypeCount");
-    }
+    return KaComProperty(count, IID_IZELKaObject, L"get_TypeCount", [object] {
+        return static_cast<long>(TypeCount(object->getObjectTypeInfo()));
+    });
 }
 
 HRESULT KaComGetTypeAt(CKaObject* object, long index, BSTR* typeId)
 {
-    if (!typeId) return E_POINTER;
-    *typeId = nullptr;
-    try {
-        return KaComStringOut(TypeAt(object->getObjectTypeInfo(), index), typeId);
-    } catch (...) {
-        return KaComFailure(IID_IZELKaObject, L"get_TypeAt");
-    }
+    return KaComProperty(typeId, IID_IZELKaObject, L"get_TypeAt", [object, index] {
+        return TypeAt(object->getObjectTypeInfo(), index).getSysString().Detach(true);
+    });
 }
 
 HRESULT KaQueryComInterface(CKaObject* object, REFIID iid, void** out)

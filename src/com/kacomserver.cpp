@@ -1,6 +1,6 @@
 #include "com/kacomserver.h"
 #include <shlwapi.h>
-#include "zelka/kacomobject.h"
+#include "zelka/kacomerror.h"
 #include "zelka/kahandle.h"
 #include "zelka/kamodule.h"
 
@@ -24,14 +24,15 @@ namespace {
 
 volatile long g_serverLocks = 0;
 
-template <class T>
-HRESULT CreateWithoutArguments(REFIID iid, void** out);
-
-template <>
-HRESULT CreateWithoutArguments<CKaError>(REFIID iid, void** out)
+// Errors made by a client report success and carry no error information.
+HRESULT CreateError(REFIID iid, void** out)
 {
-    // A client-made error reports success until library code fills one.
     return KaQueryComInterface(CKaError::Build(S_OK), iid, out);
+}
+
+HRESULT CreateComError(REFIID iid, void** out)
+{
+    return KaQueryComInterface(CKaComError::Build(S_OK, CKaComRef<IErrorInfo>()), iid, out);
 }
 
 // One creatable class: its identity in the registry and its class factory. The factories are
@@ -103,7 +104,8 @@ private:
 };
 
 CKaClassFactory g_classes[] = {
-    {CLSID_ZELKaError, L"Zelka.Error", L"zelka130 error", CreateWithoutArguments<CKaError>},
+    {CLSID_ZELKaError, L"Zelka.Error", L"zelka130 error", CreateError},
+    {CLSID_ZELKaComError, L"Zelka.ComError", L"zelka130 COM error", CreateComError},
 };
 
 // Type library versions are written in hexadecimal in the registry.

@@ -141,7 +141,8 @@ TEST(KaComObject, TypeChainOfADerivedClassElementByElement)
             return ChainTypeInfo(L"zel.test.derived", CKaError::getObjectTypeInfo());
         }
     };
-    CKaComRef<IZELKaObject> object = KaGetComInterface<IZELKaObject>(new CKaComObject<CKaDerived>());
+    CKaRef<CKaError> derived = new CKaComObject<CKaDerived>();
+    CKaComRef<IZELKaObject> object = KaGetComInterface<IZELKaObject>(derived);
     long count = 0;
     ASSERT_EQ(S_OK, object->get_TypeCount(&count));
     std::wstring joined;
