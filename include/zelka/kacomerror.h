@@ -77,9 +77,9 @@ public:
     {
         return Owner()->get_HelpFile(helpFile);
     }
-    HRESULT STDMETHODCALLTYPE get_HelpContext(ULONG* helpContext) override
+    HRESULT STDMETHODCALLTYPE get_HelpContext(LONG* helpContext) override
     {
-        return Owner()->get_HelpContext(helpContext);
+        return Owner()->get_HelpContext(reinterpret_cast<unsigned long*>(helpContext));
     }
 
 protected:

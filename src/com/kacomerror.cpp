@@ -290,7 +290,7 @@ CKaString CKaComErrorProxy::getHelpFile()
 
 unsigned long CKaComErrorProxy::getHelpContext()
 {
-    ULONG context = 0;
+    LONG context = 0;
     Read(m_error, &IZELKaComError::get_HelpContext, &context);
-    return context;
+    return static_cast<unsigned long>(context);
 }

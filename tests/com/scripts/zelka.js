@@ -15,6 +15,12 @@ check(e.TypeCount === 2, "type count " + e.TypeCount);
 var first = e.TypeAt(0);
 check(first === "zel.core.main.error", "first type " + first);
 
+var c = new ActiveXObject("Zelka.ComError");
+check(c.TypeInfo === "zel.core.main.comerror;zel.core.main.error;zel.common.object",
+      "type chain " + c.TypeInfo);
+check(c.Guid === "{00000000-0000-0000-0000-000000000000}", "GUID " + c.Guid);
+check(c.HelpContext === 0, "help context " + c.HelpContext);
+
 try {
     var beyond = e.TypeAt(-1);
     check(false, "a negative index gave " + beyond);

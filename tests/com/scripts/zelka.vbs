@@ -19,6 +19,14 @@ Check e.TypeInfo = "zel.core.main.error;zel.common.object", "type chain " & e.Ty
 Check e.TypeCount = 2, "type count " & e.TypeCount
 Check e.TypeAt(1) = "zel.common.object", "last type " & e.TypeAt(1)
 
+Dim c
+Set c = CreateObject("Zelka.ComError")
+Check c.Code = 0, "a new COM error reports success, not " & c.Code
+Check c.TypeAt(0) = "zel.core.main.comerror", "first type " & c.TypeAt(0)
+Check c.Guid = "{00000000-0000-0000-0000-000000000000}", "no error information: GUID " & c.Guid
+Check c.Source & c.Description & c.HelpFile = "", "no error information: texts"
+Check c.HelpContext = 0, "no error information: help context " & c.HelpContext
+
 Dim t
 On Error Resume Next
 t = e.TypeAt(2)
