@@ -27,6 +27,6 @@
 #include "kacomobject.h"
 #include "kacomerror.h"
 #include "katrace.h"
-#include "kaversion.h"
+#include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 
 #endif
