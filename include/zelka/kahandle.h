@@ -16,54 +16,22 @@ struct TKaKernelHandleTraits
     static void Close(Handle h) { CloseHandle(h); }
 };
 
-struct TKaRegKeyTraits
+// The many kinds whose only invalid value is null, each with its own release function.
+template <class H, class R, R(WINAPI* CloseFunction)(H)>
+struct TKaNullHandleTraits
 {
-    typedef HKEY Handle;
+    typedef H Handle;
     static Handle Invalid() { return nullptr; }
     static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { RegCloseKey(h); }
+    static void Close(Handle h) { CloseFunction(h); }
 };
 
-struct TKaGlobalTraits
+// Text a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...); the
+// allocator's own free function takes any pointer.
+inline void WINAPI KaCoTaskMemFreeText(wchar_t* text)
 {
-    typedef HGLOBAL Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { GlobalFree(h); }
-};
-
-struct TKaLocalTraits
-{
-    typedef HLOCAL Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { LocalFree(h); }
-};
-
-struct TKaBstrTraits
-{
-    typedef BSTR Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { SysFreeString(h); }
-};
-
-// Memory a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...).
-struct TKaCoTaskMemTraits
-{
-    typedef wchar_t* Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { CoTaskMemFree(h); }
-};
-
-struct TKaModuleTraits
-{
-    typedef HMODULE Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { FreeLibrary(h); }
-};
+    CoTaskMemFree(text);
+}
 
 // Sole owner of one system resource: closes it when it goes, unless it was released first.
 // Closing keeps the thread's last error, so a failure path can close what it holds and then
@@ -123,12 +91,13 @@ private:
 };
 
 typedef CKaOwnedHandle<TKaKernelHandleTraits> CKaOwnedKernelHandle;
-typedef CKaOwnedHandle<TKaRegKeyTraits> CKaOwnedRegKey;
-typedef CKaOwnedHandle<TKaGlobalTraits> CKaOwnedGlobal;
-typedef CKaOwnedHandle<TKaLocalTraits> CKaOwnedLocal;
-typedef CKaOwnedHandle<TKaBstrTraits> CKaOwnedBstr;
-typedef CKaOwnedHandle<TKaModuleTraits> CKaOwnedModule;
-typedef CKaOwnedHandle<TKaCoTaskMemTraits> CKaOwnedCoTaskText;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HKEY, LONG, RegCloseKey>> CKaOwnedRegKey;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HGLOBAL, HGLOBAL, GlobalFree>> CKaOwnedGlobal;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HLOCAL, HLOCAL, LocalFree>> CKaOwnedLocal;
+typedef CKaOwnedHandle<TKaNullHandleTraits<BSTR, void, SysFreeString>> CKaOwnedBstr;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HMODULE, BOOL, FreeLibrary>> CKaOwnedModule;
+typedef CKaOwnedHandle<TKaNullHandleTraits<wchar_t*, void, KaCoTaskMemFreeText>>
+    CKaOwnedCoTaskText;
 
 // Holds a critical section for a scope.
 class CKaSectionGuard

@@ -4,6 +4,7 @@
 #include "zelka/kaexception.h"
 #include "zelka/katrace.h"
 #include "zelka/kaversion.h"
+#include "system/karegkeymap.h"
 #include "trace/katracecategories.h"
 
 // Process start-up and shut-down of the library. The trace comes up first and goes down last,
@@ -25,6 +26,7 @@ void TraceFromDllMain(TKaLibraryTraceCategory category, const wchar_t* format, T
 // before them.
 void AttachProcessRegistries()
 {
+    KaCreateRegKeyMap();
     KaInitializeStandardEncodings();
     KaRegisterStandardEncodings();
 }
@@ -33,6 +35,7 @@ void AttachProcessRegistries()
 void DetachProcessRegistries()
 {
     KaCleanupStandardEncodings();
+    KaDestroyRegKeyMap();
 }
 
 // The process-wide COM proxy factory with its proxy creators; at detach the factory is
