@@ -9,12 +9,14 @@
 #include "karef.h"
 #include "kastringtraits.h"
 #include "kastring.h"
+#include "kasysstring.h"
 #include "kaobject.h"
 #include "kaexception.h"
 #include "kasimplebuffer.h"
 #include "kabytebuffer.h"
 #include "kaarray.h"
 #include "kamap.h"
+#include "kaguid.h"
 #include "kamodule.h"
 #include "karegkey.h"
 #include "kasync.h"
@@ -28,6 +30,8 @@
 #include "katextreader.h"
 #include "katextwriter.h"
 #include "kainterfaceids.h"
+#include "kacomobject.h"
+#include "kacomerror.h"
 #include "katrace.h"
 #include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 
