@@ -15,6 +15,8 @@
 #include "kabytebuffer.h"
 #include "kaarray.h"
 #include "kamap.h"
+#include "kavariant.h"
+#include "kasafearray.h"
 #include "kamodule.h"
 #include "kastream.h"
 #include "kabinary.h"
