@@ -335,22 +335,48 @@ void CKaVariant::SetValue(const CKaVariant& other)
     ShareNode(other.m_node);
 }
 
+namespace {
+
+template <class T>
+bool SameValue(const VARIANT& a, const VARIANT& b)
+{
+    typedef TKaAutomationType<T> Type;
+    return Type::Get(LoadField<typename Type::Raw>(a)) ==
+           Type::Get(LoadField<typename Type::Raw>(b));
+}
+
+} // namespace
+
 bool CKaVariant::IsEqual(const CKaVariant& other) const
 {
     if (m_node == other.m_node) return true;
     const VARIANT& a = *getP();
     const VARIANT& b = *other.getP();
     if (a.vt != b.vt) return false;
+    // The platform's VarCmp refuses several integer types, so those of the table are compared
+    // here; it is asked only about the rest (dates, currency, decimals).
     switch (a.vt) {
     case VT_EMPTY:
-    case VT_NULL:
-        return true;
+    case VT_NULL: return true;
+    case VT_I1: return SameValue<char>(a, b);
+    case VT_I2: return SameValue<short>(a, b);
+    case VT_I4:
+    case VT_INT:
+    case VT_ERROR: return SameValue<long>(a, b);
+    case VT_I8: return SameValue<__int64>(a, b);
+    case VT_UI1: return SameValue<unsigned char>(a, b);
+    case VT_UI2: return SameValue<unsigned short>(a, b);
+    case VT_UI4:
+    case VT_UINT: return SameValue<unsigned long>(a, b);
+    case VT_UI8: return SameValue<unsigned __int64>(a, b);
+    case VT_R4: return SameValue<float>(a, b);
+    case VT_R8: return SameValue<double>(a, b);
+    case VT_BOOL: return SameValue<bool>(a, b);
     case VT_BSTR:
         return SysStringLen(a.bstrVal) == SysStringLen(b.bstrVal) &&
                std::memcmp(a.bstrVal, b.bstrVal, SysStringByteLen(a.bstrVal)) == 0;
     case VT_UNKNOWN:
-    case VT_DISPATCH:
-        return a.punkVal == b.punkVal;
+    case VT_DISPATCH: return a.punkVal == b.punkVal;
     default: {
         // Both sides have one type, so no locale enters the comparison.
         const HRESULT result =
