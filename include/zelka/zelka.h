@@ -9,6 +9,7 @@
 #include "karef.h"
 #include "kastringtraits.h"
 #include "kastring.h"
+#include "kasysstring.h"
 #include "kaobject.h"
 #include "kaexception.h"
 #include "kasimplebuffer.h"

@@ -1,5 +1,7 @@
 #include "automation/kaautomationtype.h"
 
+#include "zelka/kasysstring.h"
+
 CKaString TKaAutomationType<CKaString>::Get(const Raw& raw)
 {
     // The length, not the terminator: a BSTR may hold 0 characters.
@@ -8,8 +10,9 @@ CKaString TKaAutomationType<CKaString>::Get(const Raw& raw)
 
 void TKaAutomationType<CKaString>::Put(Raw& slot, const CKaString& value)
 {
-    slot = SysAllocStringLen(value.getSz(), value.getLength());
-    if (!slot) throw CKaCodeException(E_OUTOFMEMORY);
+    // The system string of a fresh CKaSysString is handed on, not copied again; an empty text
+    // is an empty BSTR, never null.
+    slot = value.getSysString().Detach(true);
 }
 
 void TKaAutomationType<CKaString>::Free(Raw& raw) noexcept
