@@ -347,17 +347,44 @@ void CKaSafeArray::WithFullIndices(unsigned long indexCount, long* indices, Call
     call(full.data());
 }
 
+namespace {
+
+// Elements that own nothing (no string, interface, variant or record). For them the address of
+// the element and a plain copy do what SafeArrayGetElement and SafeArrayPutElement do, at a
+// fraction of their cost: those lock the array around every single copy.
+bool HoldsPlainElements(const SAFEARRAY* array)
+{
+    const USHORT owning = FADF_BSTR | FADF_UNKNOWN | FADF_DISPATCH | FADF_VARIANT | FADF_RECORD;
+    return (array->fFeatures & owning) == 0;
+}
+
+} // namespace
+
 void CKaSafeArray::GetAt(unsigned long indexCount, long* indices, void* value) const
 {
+    SAFEARRAY* array = getArray();
     WithFullIndices(indexCount, indices, [&](long* full) {
-        KaThrowIfFailed(SafeArrayGetElement(getArray(), full, value));
+        if (!HoldsPlainElements(array)) {
+            KaThrowIfFailed(SafeArrayGetElement(array, full, value));
+            return;
+        }
+        void* element = nullptr;
+        KaThrowIfFailed(SafeArrayPtrOfIndex(array, full, &element));
+        std::memcpy(value, element, array->cbElements);
     });
 }
 
 void CKaSafeArray::SetAt(unsigned long indexCount, long* indices, void* value)
 {
+    SAFEARRAY* array = getArray();
     WithFullIndices(indexCount, indices, [&](long* full) {
-        KaThrowIfFailed(SafeArrayPutElement(getArray(), full, value));
+        if (!HoldsPlainElements(array)) {
+            KaThrowIfFailed(SafeArrayPutElement(array, full, value));
+            return;
+        }
+        void* element = nullptr;
+        KaThrowIfFailed(SafeArrayPtrOfIndex(array, full, &element));
+        std::memcpy(element, value, array->cbElements);
     });
 }
 
