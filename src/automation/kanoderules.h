@@ -10,6 +10,8 @@
 template <class Node, class Payload>
 struct TKaNodeRules
 {
+    static bool IsLocked(const Node* node) { return node && node->lockMode != KaLockNone; }
+
     // Lets go of the holder's node without looking at its lock: the destructor's way.
     static void Detach(Node*& slot) noexcept
     {
@@ -45,6 +47,25 @@ struct TKaNodeRules
         Release(slot);
         if (node) InterlockedIncrement(&node->refCount);
         slot = node;
+    }
+
+    // Assignment from another holder's node: shares it, unless either node is locked. A locked
+    // node is never shared, as its holder may be writing through a raw pointer: then the other
+    // node's content is copied in (`copy(node)`), or, when the other holder has no node, this
+    // holder's content is cleared (`clear()`).
+    template <class Copy, class Clear>
+    static void Assign(Node*& slot, Node* other, Copy&& copy, Clear&& clear)
+    {
+        if (other == slot) return;
+        if (IsLocked(slot) || IsLocked(other)) {
+            if (other) {
+                copy(*other);
+            } else {
+                clear();
+            }
+            return;
+        }
+        Share(slot, other);
     }
 
     // Gives a holder that shares its node a private copy of it.

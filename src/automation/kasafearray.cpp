@@ -187,17 +187,8 @@ const CKaSafeArray& CKaSafeArray::operator=(SAFEARRAY* array)
 
 void CKaSafeArray::SetArray(const CKaSafeArray& other)
 {
-    if (other.m_node == m_node) return;
-    if (getLocked() || other.getLocked()) {
-        // A locked node is never shared: its holder may be writing through a raw pointer.
-        if (other.m_node) {
-            SetArray(other.m_node->array);
-        } else {
-            Clear();
-        }
-        return;
-    }
-    TPayload::Rules::Share(m_node, other.m_node);
+    TPayload::Rules::Assign(
+        m_node, other.m_node, [&](const TNode& node) { SetArray(node.array); }, [&] { Clear(); });
 }
 
 void CKaSafeArray::SetArray(SAFEARRAY* array)
@@ -349,13 +340,17 @@ void CKaSafeArray::WithFullIndices(unsigned long indexCount, long* indices, Call
 
 namespace {
 
-// Elements that own nothing (no string, interface, variant or record). For them the address of
-// the element and a plain copy do what SafeArrayGetElement and SafeArrayPutElement do, at a
-// fraction of their cost: those lock the array around every single copy.
-bool HoldsPlainElements(const SAFEARRAY* array)
+// The address of an element that owns nothing (no string, interface, variant or record), or
+// null for arrays of elements that do. A plain element is copied through its address: that is
+// what SafeArrayGetElement and SafeArrayPutElement do for it, at a fraction of their cost, as
+// those lock the array around every single copy.
+void* PlainElementAt(SAFEARRAY* array, long* indices)
 {
     const USHORT owning = FADF_BSTR | FADF_UNKNOWN | FADF_DISPATCH | FADF_VARIANT | FADF_RECORD;
-    return (array->fFeatures & owning) == 0;
+    if (array->fFeatures & owning) return nullptr;
+    void* element = nullptr;
+    KaThrowIfFailed(SafeArrayPtrOfIndex(array, indices, &element));
+    return element;
 }
 
 } // namespace
@@ -364,13 +359,11 @@ void CKaSafeArray::GetAt(unsigned long indexCount, long* indices, void* value) c
 {
     SAFEARRAY* array = getArray();
     WithFullIndices(indexCount, indices, [&](long* full) {
-        if (!HoldsPlainElements(array)) {
+        if (void* element = PlainElementAt(array, full)) {
+            std::memcpy(value, element, array->cbElements);
+        } else {
             KaThrowIfFailed(SafeArrayGetElement(array, full, value));
-            return;
         }
-        void* element = nullptr;
-        KaThrowIfFailed(SafeArrayPtrOfIndex(array, full, &element));
-        std::memcpy(value, element, array->cbElements);
     });
 }
 
@@ -378,13 +371,11 @@ void CKaSafeArray::SetAt(unsigned long indexCount, long* indices, void* value)
 {
     SAFEARRAY* array = getArray();
     WithFullIndices(indexCount, indices, [&](long* full) {
-        if (!HoldsPlainElements(array)) {
+        if (void* element = PlainElementAt(array, full)) {
+            std::memcpy(element, value, array->cbElements);
+        } else {
             KaThrowIfFailed(SafeArrayPutElement(array, full, value));
-            return;
         }
-        void* element = nullptr;
-        KaThrowIfFailed(SafeArrayPtrOfIndex(array, full, &element));
-        std::memcpy(element, value, array->cbElements);
     });
 }
 

@@ -322,17 +322,8 @@ void CKaVariant::SetValue(const VARIANT& value)
 
 void CKaVariant::SetValue(const CKaVariant& other)
 {
-    if (other.m_node == m_node) return;
-    if (getLocked() || other.getLocked()) {
-        // A locked node is never shared: the locked holder may be writing through a raw pointer.
-        if (other.m_node) {
-            SetValue(other.m_node->value);
-        } else {
-            Clear();
-        }
-        return;
-    }
-    ShareNode(other.m_node);
+    TPayload::Rules::Assign(
+        m_node, other.m_node, [&](const TNode& node) { SetValue(node.value); }, [&] { Clear(); });
 }
 
 namespace {
