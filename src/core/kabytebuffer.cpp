@@ -1,5 +1,6 @@
 #include "zelka/kabytebuffer.h"
 #include "zelka/kabinary.h"
+#include "core/kaallocation.h"
 #include <algorithm>
 #include <cstdlib>
 #include <cwchar>
@@ -12,7 +13,7 @@ void* KaAllocateBufferNode(unsigned long headerSize, unsigned long count,
 {
     const unsigned long long total =
         headerSize + static_cast<unsigned long long>(count) * elementSize;
-    void* node = total > 0xFFFFFFFFull ? nullptr : std::malloc(static_cast<size_t>(total));
+    void* node = KaAllocationRefused(total) ? nullptr : std::malloc(static_cast<size_t>(total));
     if (!node) throw CKaCodeException(E_OUTOFMEMORY);
     return node;
 }
