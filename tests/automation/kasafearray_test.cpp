@@ -528,3 +528,16 @@ TEST_F(KaSafeArray, InterfaceElementsAreCountedByTheArray)
     }
     EXPECT_EQ(base, counted->Count());
 }
+
+TEST_F(KaSafeArray, ExhaustedMemoryLeavesTheOldArray)
+{
+    CKaSafeArray a(CKaArray<CKaString>(Samples<CKaString>(2))), sharer(a);
+    {
+        CKaFailingAllocations failing;
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { a.setStringVector(Samples<CKaString>(3)); }));
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { a.setString(0, L"x"); }));
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { a.Create(VT_I4, 0, 1); }));
+    }
+    EXPECT_EQ(sharer.getArray(), a.getArray());
+    ExpectSameVector(Samples<CKaString>(2), a.getStringVector());
+}

@@ -377,3 +377,17 @@ TEST_F(KaVariant, EqualityNeedsTheSameTypeAndValue)
     truth.Unshare()->boolVal = 1;
     EXPECT_TRUE(truth == CKaVariant(true));
 }
+
+TEST_F(KaVariant, ExhaustedMemoryLeavesTheOldValue)
+{
+    CKaVariant v(L"old"), sharer(v);
+    {
+        CKaFailingAllocations failing;
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { v.setI4(1); }));
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { v.setString(L"new"); }));
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { v.Unshare(); }));
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { v.SetValue(*CKaVariant().getP()); }));
+    }
+    EXPECT_EQ(sharer.getP(), v.getP());
+    EXPECT_EQ(L"old", Units(v.getString()));
+}
