@@ -70,7 +70,7 @@ void BenchElements(const CKaSafeArray& array, long count)
 {
     long long ours = 0, baseline = 0;
     const TKaBenchTimes times = KaBenchBest(
-        7,
+        15,
         [&] {
             ours = 0;
             for (long i = 0; i < count; ++i) ours += array.getI4(i);
@@ -93,7 +93,7 @@ void BenchVector(const CKaSafeArray& array, long count)
     CKaArray<long> ours;
     std::vector<long> baseline;
     const TKaBenchTimes times = KaBenchBest(
-        7, [&] { ours = array.getI4Vector(); },
+        15, [&] { ours = array.getI4Vector(); },
         [&] {
             SAFEARRAY* raw = array.getArray();
             void* data = nullptr;
