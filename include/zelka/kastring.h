@@ -289,15 +289,15 @@ protected:
     bool IsOwnText(const wchar_t* text) const;
 
 private:
-    static TKaStringData* NewData(unsigned long capacity, long lockState);
+    static TKaStringData* NewData(unsigned long capacity, TKaLockMode lockState);
     static void TakeData(TKaStringData* data);
     static void DropData(TKaStringData* data);
     static void SetDataLength(TKaStringData* data, unsigned long length);
     static bool IsWritableInPlace(const TKaStringData* data, unsigned long capacity);
     void Replace(TKaStringData* data);
-    void Rebuild(unsigned long capacity, long lockState, unsigned long index,
+    void Rebuild(unsigned long capacity, TKaLockMode lockState, unsigned long index,
                  unsigned long removed, unsigned long inserted);
-    void LockData(long lockState, unsigned long capacity);
+    void LockData(TKaLockMode lockState, unsigned long capacity);
     TKaStringData* LockedData() const;
     void CheckIndex(unsigned long index) const;
 

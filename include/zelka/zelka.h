@@ -19,6 +19,7 @@
 #include "kavariant.h"
 #include "kasafearray.h"
 #include "kamodule.h"
+#include "karegkey.h"
 #include "kastream.h"
 #include "kabinary.h"
 #include "kaencoding.h"
@@ -26,6 +27,6 @@
 #include "katextwriter.h"
 #include "kainterfaceids.h"
 #include "katrace.h"
-#include "kaversion.h"
+#include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 
 #endif

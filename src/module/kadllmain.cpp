@@ -4,6 +4,7 @@
 #include "zelka/kaexception.h"
 #include "zelka/katrace.h"
 #include "zelka/kaversion.h"
+#include "system/karegkeymap.h"
 #include "trace/katracecategories.h"
 
 // Process start-up and shut-down of the library. The trace comes up first and goes down last,
@@ -33,10 +34,11 @@ long CurrentExceptionCode()
     }
 }
 
-// Once per process, in this order: the CKaTsEventMixin critical section, the registry-key map
-// and its lock, the thread-local-storage manager, the standard encodings.
+// Once per process: the standard encodings. The registries that later subsystems bring come
+// before them.
 void AttachProcessRegistries()
 {
+    KaCreateRegKeyMap();
     KaInitializeStandardEncodings();
     KaRegisterStandardEncodings();
 }
@@ -45,6 +47,7 @@ void AttachProcessRegistries()
 void DetachProcessRegistries()
 {
     KaCleanupStandardEncodings();
+    KaDestroyRegKeyMap();
 }
 
 // The process-wide COM proxy factory with its proxy creators; at detach the factory is

@@ -12,7 +12,7 @@
 
 namespace KaStringDetail {
 
-TKaEmptyStringData g_emptyData = {{0, 0, 0, 0}, {0}};
+TKaEmptyStringData g_emptyData = {{0, 0, KaLockNone, 0}, {0}};
 
 } // namespace KaStringDetail
 
