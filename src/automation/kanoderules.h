@@ -68,6 +68,29 @@ struct TKaNodeRules
         Share(slot, other);
     }
 
+    // A node of the holder's own: a copy of a shared one, or when there is none the blank node
+    // that `installBlank()` installs.
+    template <class InstallBlank>
+    static Node* MakePrivate(Node*& slot, InstallBlank&& installBlank)
+    {
+        if (slot) {
+            Unshare(slot);
+        } else {
+            installBlank();
+        }
+        return slot;
+    }
+
+    static void SetLock(Node* node, bool exclusive)
+    {
+        node->lockMode = exclusive ? KaLockInPlace : KaLockLocked;
+    }
+
+    static void ClearLock(Node* node)
+    {
+        if (node) node->lockMode = KaLockNone;
+    }
+
     // Gives a holder that shares its node a private copy of it.
     static void Unshare(Node*& slot)
     {

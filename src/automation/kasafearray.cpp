@@ -138,24 +138,19 @@ SAFEARRAY* CKaSafeArray::Detach()
 
 SAFEARRAY* CKaSafeArray::Unshare()
 {
-    if (m_node) {
-        UnshareNode();
-    } else {
-        NeedBlankNode();
-    }
-    return m_node->array;
+    return TPayload::Rules::MakePrivate(m_node, [&] { NeedBlankNode(); })->array;
 }
 
 SAFEARRAY* CKaSafeArray::Lock(bool exclusive)
 {
     SAFEARRAY* array = Unshare();
-    m_node->lockMode = exclusive ? KaLockInPlace : KaLockLocked;
+    TPayload::Rules::SetLock(m_node, exclusive);
     return array;
 }
 
 void CKaSafeArray::Unlock()
 {
-    if (m_node) m_node->lockMode = KaLockNone;
+    TPayload::Rules::ClearLock(m_node);
 }
 
 SAFEARRAY* CKaSafeArray::LockArray()

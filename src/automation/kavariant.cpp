@@ -279,24 +279,19 @@ VARIANT CKaVariant::Detach()
 
 VARIANT* CKaVariant::Unshare()
 {
-    if (m_node) {
-        UnshareNode();
-    } else {
-        NewBlankNode();
-    }
-    return &m_node->value;
+    return &TPayload::Rules::MakePrivate(m_node, [&] { NewBlankNode(); })->value;
 }
 
 VARIANT* CKaVariant::Lock(bool exclusive)
 {
     VARIANT* value = Unshare();
-    m_node->lockMode = exclusive ? KaLockInPlace : KaLockLocked;
+    TPayload::Rules::SetLock(m_node, exclusive);
     return value;
 }
 
 void CKaVariant::Unlock()
 {
-    if (m_node) m_node->lockMode = KaLockNone;
+    TPayload::Rules::ClearLock(m_node);
 }
 
 // ---- whole values ---------------------------------------------------------------------------
