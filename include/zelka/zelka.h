@@ -18,14 +18,18 @@
 #include "kamap.h"
 #include "kavariant.h"
 #include "kasafearray.h"
+#include "kaguid.h"
 #include "kamodule.h"
 #include "karegkey.h"
 #include "kastream.h"
+#include "kabufferedstream.h"
 #include "kabinary.h"
 #include "kaencoding.h"
 #include "katextreader.h"
 #include "katextwriter.h"
 #include "kainterfaceids.h"
+#include "kacomobject.h"
+#include "kacomerror.h"
 #include "katrace.h"
 #include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 
