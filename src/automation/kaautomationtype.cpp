@@ -1,5 +1,6 @@
 #include "automation/kaautomationtype.h"
 
+#include "zelka/kahandle.h"
 #include "zelka/kasysstring.h"
 
 CKaString TKaAutomationType<CKaString>::Get(const Raw& raw)
@@ -17,7 +18,7 @@ void TKaAutomationType<CKaString>::Put(Raw& slot, const CKaString& value)
 
 void TKaAutomationType<CKaString>::Free(Raw& raw) noexcept
 {
-    SysFreeString(raw);
+    CKaOwnedBstr owned(raw);
     raw = nullptr;
 }
 
