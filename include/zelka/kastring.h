@@ -9,6 +9,7 @@
 
 class CKaError;
 class CKaModule;
+class CKaSysString;
 
 // Notation of a floating-point number built into text.
 enum TKaFloatFormat
@@ -31,17 +32,21 @@ public:
     // ANSI text in the system's code page.
     CKaString(const char* text);
     CKaString(const char* text, unsigned long count);
+    // The whole text of a BSTR string, 0 characters included.
+    CKaString(const CKaSysString& text);
     ~CKaString();
 
     CKaString& operator=(const CKaString& other);
     CKaString& operator=(const wchar_t* text);
     CKaString& operator=(const char* text);
+    CKaString& operator=(const CKaSysString& text);
     void SetText(const CKaString& other);
     void SetText(const wchar_t* text);
     void SetText(const wchar_t* text, unsigned long count);
     void SetText(wchar_t ch, unsigned long count);
     void SetText(const char* text);
     void SetText(const char* text, unsigned long count);
+    void SetText(const CKaSysString& text);
 
     // Reading
     unsigned long getLength() const;
@@ -69,6 +74,8 @@ public:
         return getAt(index > 0xFFFFFFFFu ? 0xFFFFFFFFul : static_cast<unsigned long>(index));
     }
     void setAt(unsigned long index, wchar_t ch);
+    // A BSTR string with the whole text.
+    CKaSysString getSysString() const;
 
     // Comparison: exactly -1, 0 or +1; the operators compare ordinally.
     long Compare(const wchar_t* other) const;
