@@ -17,6 +17,7 @@
 #include "kaarray.h"
 #include "kamap.h"
 #include "kaguid.h"
+#include "kaipaddress.h"
 #include "kamodule.h"
 #include "kastream.h"
 #include "kabinary.h"
