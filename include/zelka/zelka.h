@@ -18,6 +18,7 @@
 #include "kamap.h"
 #include "kaguid.h"
 #include "kaipaddress.h"
+#include "kadatetime.h"
 #include "kamodule.h"
 #include "kastream.h"
 #include "kabinary.h"
