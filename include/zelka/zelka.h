@@ -19,6 +19,7 @@
 #include "kaguid.h"
 #include "kaipaddress.h"
 #include "kadatetime.h"
+#include "kageometry.h"
 #include "kamodule.h"
 #include "kastream.h"
 #include "kabinary.h"
