@@ -31,18 +31,22 @@ void CKaDate::Decompose(long days, long& year, long& month, long& day)
 {
     // Counted from 1 March of year 0, every year ends with its leap day, so the 400-year cycle,
     // the year within it and the month within the year follow by division (the month lengths
-    // from March on repeat as 31, 30, 31, 30, 31 in a five-month pattern of 153 days).
-    const __int64 fromMarch = static_cast<__int64>(days) - 60;
-    const __int64 cycle = FloorDiv(fromMarch, 146097);
-    const __int64 dayOfCycle = fromMarch - cycle * 146097;
-    const __int64 yearOfCycle =
+    // from March on repeat as 31, 30, 31, 30, 31 in a five-month pattern of 153 days). All in
+    // 32 bits: 64-bit division is a library call on 32-bit processors.
+    const long cycleDays = 146097;
+    long cycle = days / cycleDays;
+    long dayOfCycle = days % cycleDays - 60; // 1 March of year 0 is day 60
+    while (dayOfCycle < 0) {
+        dayOfCycle += cycleDays;
+        --cycle;
+    }
+    const long yearOfCycle =
         (dayOfCycle - dayOfCycle / 1460 + dayOfCycle / 36524 - dayOfCycle / 146096) / 365;
-    const __int64 dayOfYear =
-        dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
-    const __int64 monthFromMarch = (5 * dayOfYear + 2) / 153;
-    day = static_cast<long>(dayOfYear - (153 * monthFromMarch + 2) / 5 + 1);
-    month = static_cast<long>(monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9);
-    year = static_cast<long>(cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0));
+    const long dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
+    const long monthFromMarch = (5 * dayOfYear + 2) / 153;
+    day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
+    month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+    year = cycle * 400 + yearOfCycle + (month <= 2 ? 1 : 0);
 }
 
 void CKaDate::GetDate(long& year, long& month, long& day) const

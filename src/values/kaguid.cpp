@@ -18,16 +18,36 @@ struct TGuidWords
     std::uint32_t words[4];
 };
 
+GUID ParsedGuid(const wchar_t* braced)
+{
+    GUID guid;
+    KaThrowIfFailed(CLSIDFromString(braced, &guid));
+    return guid;
+}
+
 GUID ParsedGuid(const CKaString& text)
 {
+    const unsigned long bracedLength = 38;
+    const wchar_t* units = text.getSz();
+    const unsigned long length = text.getLength();
+    if (length && units[0] == L'{') {
+        // The system reads up to the first 0: a registry form followed by a 0 and more text
+        // must not pass as the form alone.
+        if (length > bracedLength && std::wcslen(units) != length) {
+            throw CKaCodeException(CO_E_CLASSSTRING);
+        }
+        return ParsedGuid(units);
+    }
     // Bare text is braced, so that the system never takes it for a programmatic identifier.
-    const CKaString braced =
-        !text.getIsEmpty() && text[0u] == L'{' ? text : L"{" + text + L"}";
-    // The system reads up to the first 0: text hidden behind one must not pass unseen.
-    if (std::wcslen(braced.getSz()) != braced.getLength()) throw CKaCodeException(CO_E_CLASSSTRING);
-    GUID guid;
-    KaThrowIfFailed(CLSIDFromString(braced.getSz(), &guid));
-    return guid;
+    // The usual 36 characters are braced on the stack, longer text (never a GUID, but the
+    // system gives the code) in a string of its own.
+    if (length > bracedLength - 2) return ParsedGuid(CKaString(L"{" + text + L"}"));
+    wchar_t braced[bracedLength + 1];
+    braced[0] = L'{';
+    std::wmemcpy(braced + 1, units, length);
+    braced[length + 1] = L'}';
+    braced[length + 2] = 0;
+    return ParsedGuid(braced);
 }
 
 } // namespace
@@ -126,13 +146,28 @@ bool CKaGuid::getIsNull() const
 
 CKaString CKaGuid::ToString(bool braced) const
 {
-    wchar_t text[100];
-    // StringFromGUID2 fails only for a buffer too small for the 39 characters, and says no
-    // more than that: a failure here is unexpected.
-    const int written = StringFromGUID2(*this, text, 100);
-    if (written == 0) throw CKaCodeException(E_UNEXPECTED);
-    const unsigned long length = static_cast<unsigned long>(written) - 1;
-    return braced ? CKaString(text, length) : CKaString(text + 1, length - 2);
+    // The registry form StringFromGUID2 writes, formatted here: the system call formats through
+    // its printf and costs several times the rest of this conversion.
+    wchar_t text[38];
+    wchar_t* out = text;
+    const auto hex = [&out](unsigned long value, int digits) {
+        for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
+            *out++ = L"0123456789ABCDEF"[(value >> shift) & 15];
+        }
+    };
+    *out++ = L'{';
+    hex(Data1, 8);
+    *out++ = L'-';
+    hex(Data2, 4);
+    *out++ = L'-';
+    hex(Data3, 4);
+    *out++ = L'-';
+    for (int i = 0; i < 8; ++i) {
+        if (i == 2) *out++ = L'-';
+        hex(Data4[i], 2);
+    }
+    *out = L'}';
+    return braced ? CKaString(text, 38) : CKaString(text + 1, 36);
 }
 
 CKaString CKaGuid::ToProgId() const

@@ -108,6 +108,8 @@ TEST_F(KaGuid, MalformedTextThrowsThePlatformsCodeAndKeepsTheValue)
     // Text after a 0 character is not silently dropped.
     const CKaString hidden(L"00112233-4455-6677-8899-AABBCCDDEEFF\0x", 38);
     EXPECT_EQ(CO_E_CLASSSTRING, ThrownCode([&] { CKaGuid{hidden}; }));
+    const CKaString hiddenBraced(L"{00112233-4455-6677-8899-AABBCCDDEEFF}\0x", 40);
+    EXPECT_EQ(CO_E_CLASSSTRING, ThrownCode([&] { CKaGuid{hiddenBraced}; }));
 }
 
 TEST_F(KaGuid, ProgrammaticIdentifiers)
