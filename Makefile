@@ -1,9 +1,14 @@
 # Two entry points for a fresh Debian 12 machine:
 #   make demo   installs what is missing, builds zelka130.dll and runs the sample under Wine
 #   make test   installs what is missing, builds and runs the whole suite under Wine
+# Both architectures are built, each in its own folder (build/x86, the 32-bit product, and
+# build/x64); the suite runs for each one this machine can run. ARCHS=x64 (or x86) limits any
+# target to one of them.
 BUILD ?= build
+ARCHS ?= x86 x64
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=Release
+PREFIX ?= $(BUILD)/install
 
 .PHONY: all setup configure build test demo install clean
 
@@ -13,19 +18,25 @@ setup:
 	@bash tools/setup.sh
 
 configure: setup
-	@cmake -S . -B $(BUILD) -DCMAKE_TOOLCHAIN_FILE=$(abspath cmake/toolchain-mingw32.cmake) $(CMAKE_FLAGS) >/dev/null
+	@for arch in $(ARCHS); do \
+	  cmake -S . -B $(BUILD)/$$arch -DCMAKE_TOOLCHAIN_FILE=$(abspath cmake/toolchain-$$arch.cmake) \
+	    $(CMAKE_FLAGS) >/dev/null || exit 1; \
+	done
 
 build: configure
-	@cmake --build $(BUILD) -j $(JOBS)
+	@for arch in $(ARCHS); do cmake --build $(BUILD)/$$arch -j $(JOBS) || exit 1; done
 
 test: build
-	@bash tools/in-wine.sh $(BUILD) ctest --output-on-failure
+	@bash tools/run-suites.sh $(BUILD) $(ARCHS)
 
 demo: build
-	@bash tools/in-wine.sh $(BUILD) wine bin/zelka_demo.exe
+	@bash tools/run-demo.sh $(BUILD) $(ARCHS)
 
+# Each architecture is a complete prefix of its own: $(PREFIX)/x86 and $(PREFIX)/x64.
 install: build
-	@cmake --install $(BUILD) --prefix $(or $(PREFIX),$(BUILD)/install)
+	@for arch in $(ARCHS); do \
+	  cmake --install $(BUILD)/$$arch --prefix $(abspath $(PREFIX))/$$arch || exit 1; \
+	done
 
 clean:
 	@rm -rf $(BUILD)

@@ -52,8 +52,6 @@ private:
     static void FreeItems(T* items) noexcept;
     // The private body with room for at least `capacity` elements.
     TBody* Writable(unsigned long capacity);
-    void CheckIndex(unsigned long index) const;
-    static unsigned long CheckedIndex(int index);
 
     TBody* m_body;
 };
@@ -144,42 +142,29 @@ CKaArray<T>& CKaArray<T>::operator=(const CKaArray& other)
 // ---- access ---------------------------------------------------------------------------------
 
 template <class T>
-void CKaArray<T>::CheckIndex(unsigned long index) const
-{
-    if (index >= getCount()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-}
-
-template <class T>
-unsigned long CKaArray<T>::CheckedIndex(int index)
-{
-    if (index < 0) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    return static_cast<unsigned long>(index);
-}
-
-template <class T>
 const T& CKaArray<T>::operator[](unsigned long index) const
 {
-    CheckIndex(index);
+    KaCheckIndex(index, getCount());
     return m_body->items[index];
 }
 
 template <class T>
 const T& CKaArray<T>::operator[](int index) const
 {
-    return (*this)[CheckedIndex(index)];
+    return (*this)[KaCheckedIndex(index)];
 }
 
 template <class T>
 T& CKaArray<T>::operator[](unsigned long index)
 {
-    CheckIndex(index);
+    KaCheckIndex(index, getCount());
     return Writable(0)->items[index];
 }
 
 template <class T>
 T& CKaArray<T>::operator[](int index)
 {
-    return (*this)[CheckedIndex(index)];
+    return (*this)[KaCheckedIndex(index)];
 }
 
 template <class T>
@@ -208,7 +193,7 @@ template <class T>
 void CKaArray<T>::Insert(unsigned long index, const T& value)
 {
     const unsigned long count = getCount();
-    if (index > count) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckRange(index, 0, count);
     if (count == 0xFFFFFFFF) throw CKaCodeException(E_OUTOFMEMORY);
     // `value` may be one of our own elements, which growing would destroy.
     T copy(value);
@@ -221,7 +206,7 @@ void CKaArray<T>::Insert(unsigned long index, const T& value)
 template <class T>
 void CKaArray<T>::Remove(unsigned long index)
 {
-    CheckIndex(index);
+    KaCheckIndex(index, getCount());
     Remove(index, 1);
 }
 
@@ -229,8 +214,7 @@ template <class T>
 void CKaArray<T>::Remove(unsigned long index, unsigned long count)
 {
     const unsigned long total = getCount();
-    if (index > total) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > total - index) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    KaCheckRange(index, count, total);
     if (count == 0) return;
     TBody* body = Writable(0);
     std::move(body->items + index + count, body->items + total, body->items + index);

@@ -189,7 +189,7 @@ unsigned long CKaSimpleBuffer<T>::ReadStreamToEnd(CKaRef<CKaBinaryReader> reader
                                                   unsigned long offset)
 {
     CKaBinaryReader& source = *reader;
-    if (offset > getSize()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    CheckRange(offset, 0);
     CheckReplaceable();
     const unsigned __int64 position = source.getPos();
     const unsigned __int64 size = source.getSize();

@@ -90,8 +90,32 @@ ZELKA_API long KaHResultFromWin32(long error);
 [[noreturn]] ZELKA_API void KaThrowLastError();
 // A failing COM result is thrown unchanged as CKaCodeException; success codes pass.
 ZELKA_API void KaThrowIfFailed(HRESULT hr);
-// The range rule of every (start, count) pair over `size` elements: a start beyond the size
-// throws KA_E_INDEX_OUT_OF_RANGE, an end beyond it KA_E_COUNT_OUT_OF_RANGE.
-ZELKA_API void KaCheckRange(unsigned long start, unsigned long count, unsigned long size);
+
+// The range rules of every indexed container. The checks are inline because they sit in the
+// paths that run per element or per append; the throws are out of line.
+[[noreturn]] ZELKA_API void KaThrowIndexOutOfRange();
+[[noreturn]] ZELKA_API void KaThrowCountOutOfRange();
+
+// Every (start, count) pair over `size` elements: a start beyond the size throws
+// KA_E_INDEX_OUT_OF_RANGE, an end beyond it KA_E_COUNT_OUT_OF_RANGE. (start, 0) is the rule of
+// a position, which may be the size itself.
+inline void KaCheckRange(unsigned long start, unsigned long count, unsigned long size)
+{
+    if (start > size) KaThrowIndexOutOfRange();
+    if (count > size - start) KaThrowCountOutOfRange();
+}
+
+// One element: an index at or beyond the size throws KA_E_INDEX_OUT_OF_RANGE.
+inline void KaCheckIndex(unsigned long index, unsigned long size)
+{
+    if (index >= size) KaThrowIndexOutOfRange();
+}
+
+// A signed index: a negative one throws KA_E_INDEX_OUT_OF_RANGE.
+inline unsigned long KaCheckedIndex(int index)
+{
+    if (index < 0) KaThrowIndexOutOfRange();
+    return static_cast<unsigned long>(index);
+}
 
 #endif

@@ -1,6 +1,7 @@
 #ifndef ZELKA_KAHANDLE_H
 #define ZELKA_KAHANDLE_H
 
+#include <windows.h>
 #include <oleauto.h>
 #include "kaexport.h"
 

@@ -62,4 +62,15 @@ private:
     volatile long m_critSecState; // 0 not initialised, 1 being initialised, 2 initialised
 };
 
+// A library object that also carries a counted interface (a stream, a streamer aspect, a
+// lockable): both faces count on the object.
+template <class Interface>
+class CKaObjectWithInterface : public CKaObject, public Interface
+{
+public:
+    using Interface::Interface;
+    unsigned long AddRef() override { return CKaObject::AddRef(); }
+    unsigned long Release() override { return CKaObject::Release(); }
+};
+
 #endif

@@ -28,7 +28,7 @@ public:
     struct TNode
     {
         unsigned long size;     // elements following the header
-        long lockState;         // 0 unlocked, 1 locked, 2 locked in place
+        TKaLockMode lockState;
         volatile long refCount; // interlocked; 0 until a buffer holds the node
     };
 
@@ -94,8 +94,7 @@ protected:
     static unsigned long EndOf(unsigned long offset, unsigned long count);
 
     void CheckReplaceable() const;
-    // A start beyond the size throws KA_E_INDEX_OUT_OF_RANGE, an end beyond it
-    // KA_E_COUNT_OUT_OF_RANGE.
+    // KaCheckRange over the elements.
     void CheckRange(unsigned long offset, unsigned long count) const;
     // A new node of `size` elements with the first ones copied; elements beyond them are zeroed.
     void Resize(unsigned long size);
@@ -111,7 +110,6 @@ private:
     static TNode* CopyNode(const T* data, unsigned long copied, unsigned long size);
     static void Drop(TNode* node) noexcept;
     TNode* CheckedNode(unsigned long i) const;
-    static unsigned long CheckedIndex(int i);
 };
 
 // ---- nodes ----------------------------------------------------------------------------------
@@ -121,7 +119,7 @@ typename CKaSimpleBuffer<T>::TNode* CKaSimpleBuffer<T>::NewNode(unsigned long si
 {
     TNode* node = static_cast<TNode*>(KaAllocateBufferNode(sizeof(TNode), size, sizeof(T)));
     node->size = size;
-    node->lockState = 0;
+    node->lockState = KaLockNone;
     node->refCount = 0;
     return node;
 }
@@ -155,14 +153,13 @@ void CKaSimpleBuffer<T>::Replace(TNode* node) noexcept
 template <class T>
 void CKaSimpleBuffer<T>::CheckReplaceable() const
 {
-    if (m_node && m_node->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+    if (m_node) KaCheckNotLockedInPlace(m_node->lockState);
 }
 
 template <class T>
 void CKaSimpleBuffer<T>::CheckRange(unsigned long offset, unsigned long count) const
 {
-    if (offset > getSize()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > getSize() - offset) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    KaCheckRange(offset, count, getSize());
 }
 
 template <class T>
@@ -247,15 +244,8 @@ void CKaSimpleBuffer<T>::Clear()
 template <class T>
 typename CKaSimpleBuffer<T>::TNode* CKaSimpleBuffer<T>::CheckedNode(unsigned long i) const
 {
-    if (!m_node || i >= m_node->size) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckIndex(i, getSize());
     return m_node;
-}
-
-template <class T>
-unsigned long CKaSimpleBuffer<T>::CheckedIndex(int i)
-{
-    if (i < 0) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    return static_cast<unsigned long>(i);
 }
 
 template <class T>
@@ -267,7 +257,7 @@ const T& CKaSimpleBuffer<T>::operator[](unsigned long i) const
 template <class T>
 const T& CKaSimpleBuffer<T>::operator[](int i) const
 {
-    return (*this)[CheckedIndex(i)];
+    return (*this)[KaCheckedIndex(i)];
 }
 
 template <class T>
@@ -280,7 +270,7 @@ T& CKaSimpleBuffer<T>::operator[](unsigned long i)
 template <class T>
 T& CKaSimpleBuffer<T>::operator[](int i)
 {
-    return (*this)[CheckedIndex(i)];
+    return (*this)[KaCheckedIndex(i)];
 }
 
 template <class T>
@@ -299,14 +289,14 @@ T* CKaSimpleBuffer<T>::Lock(bool inPlace)
 {
     if (!m_node) return nullptr;
     T* elements = Unshare();
-    m_node->lockState = inPlace ? 2 : 1;
+    m_node->lockState = inPlace ? KaLockInPlace : KaLockLocked;
     return elements;
 }
 
 template <class T>
 void CKaSimpleBuffer<T>::Unlock()
 {
-    if (m_node) m_node->lockState = 0;
+    if (m_node) m_node->lockState = KaLockNone;
 }
 
 template <class T>

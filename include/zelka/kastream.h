@@ -23,20 +23,24 @@ public:
     virtual unsigned __int64 getSize() = 0;
 };
 
-// A library object that also carries a counted interface (a stream, a streamer aspect): both
-// faces count on the object.
-template <class Interface>
-class CKaObjectWithInterface : public CKaObject, public Interface
+// The seek operations of the streams that move by one primitive, Seek(offset, origin), whose
+// origins 0 (begin), 1 (current) and 2 (end) files and COM streams share.
+class ZELKA_API CKaSeekableStream : public CKaObjectWithInterface<IKaStream>
 {
 public:
-    using Interface::Interface;
-    unsigned long AddRef() override { return CKaObject::AddRef(); }
-    unsigned long Release() override { return CKaObject::Release(); }
+    void SetFromBegin(__int64 offset) override;
+    void SetFromCurrent(__int64 offset) override;
+    void SetFromEnd(__int64 offset) override;
+    unsigned __int64 getPos() override;
+
+protected:
+    // Moves the position and returns the new one.
+    virtual unsigned __int64 Seek(__int64 offset, unsigned long origin) = 0;
 };
 
 // A stream over a Win32 file handle. The closed state is INVALID_HANDLE_VALUE; every stream
 // operation on a closed file throws E_FAIL. The handle held is closed when the object dies.
-class ZELKA_API CKaFile : public CKaObjectWithInterface<IKaStream>
+class ZELKA_API CKaFile : public CKaSeekableStream
 {
 public:
     CKaFile();
@@ -63,25 +67,21 @@ public:
 
     unsigned long Read(void* buffer, unsigned long count) override;
     void Write(const void* buffer, unsigned long count) override;
-    void SetFromBegin(__int64 offset) override;
-    void SetFromCurrent(__int64 offset) override;
-    void SetFromEnd(__int64 offset) override;
-    unsigned __int64 getPos() override;
     unsigned __int64 getSize() override;
 
 protected:
     ~CKaFile() override;
+    unsigned __int64 Seek(__int64 offset, unsigned long origin) override;
 
 private:
     HANDLE OpenHandle() const;
-    unsigned __int64 Seek(__int64 offset, unsigned long origin);
 
     void* m_handle;
 };
 
 // A stream over a COM IStream. Without one, every operation throws E_POINTER, except reads
 // and writes of 0 bytes, which return at once.
-class ZELKA_API CKaComStream : public CKaObjectWithInterface<IKaStream>
+class ZELKA_API CKaComStream : public CKaSeekableStream
 {
 public:
     CKaComStream();
@@ -96,19 +96,15 @@ public:
 
     unsigned long Read(void* buffer, unsigned long count) override;
     void Write(const void* buffer, unsigned long count) override;
-    void SetFromBegin(__int64 offset) override;
-    void SetFromCurrent(__int64 offset) override;
-    void SetFromEnd(__int64 offset) override;
-    unsigned __int64 getPos() override;
     // Measured by seeking to the end and back, so the position is kept.
     unsigned __int64 getSize() override;
 
 protected:
     ~CKaComStream() override;
+    unsigned __int64 Seek(__int64 offset, unsigned long origin) override;
 
 private:
     IStream* AttachedStream() const;
-    unsigned __int64 Seek(__int64 offset, unsigned long origin);
 
     CKaComRef<IStream> m_stream;
 };

@@ -2,6 +2,7 @@
 #define ZELKA_KASTRING_H
 
 #include <cstdarg>
+#include <cstddef>
 #include "kaexport.h"
 #include "karef.h"
 #include "kastringtraits.h"
@@ -58,8 +59,12 @@ public:
     wchar_t getAt(unsigned long index) const;
     wchar_t operator[](unsigned long index) const;
     wchar_t operator[](int index) const;
-    // size_t indexes (unsigned int here) would otherwise match both forms above equally well.
-    wchar_t operator[](unsigned int index) const { return getAt(index); }
+    // size_t indexes would otherwise match both forms above equally well. One beyond 32 bits
+    // (64-bit builds) is past any string's end: it is passed on as the largest index.
+    wchar_t operator[](std::size_t index) const
+    {
+        return getAt(index > 0xFFFFFFFFu ? 0xFFFFFFFFul : static_cast<unsigned long>(index));
+    }
     void setAt(unsigned long index, wchar_t ch);
     // A BSTR string with the whole text.
     CKaSysString getSysString() const;
@@ -284,15 +289,15 @@ protected:
     bool IsOwnText(const wchar_t* text) const;
 
 private:
-    static TKaStringData* NewData(unsigned long capacity, long lockState);
+    static TKaStringData* NewData(unsigned long capacity, TKaLockMode lockState);
     static void TakeData(TKaStringData* data);
     static void DropData(TKaStringData* data);
     static void SetDataLength(TKaStringData* data, unsigned long length);
     static bool IsWritableInPlace(const TKaStringData* data, unsigned long capacity);
     void Replace(TKaStringData* data);
-    void Rebuild(unsigned long capacity, long lockState, unsigned long index,
+    void Rebuild(unsigned long capacity, TKaLockMode lockState, unsigned long index,
                  unsigned long removed, unsigned long inserted);
-    void LockData(long lockState, unsigned long capacity);
+    void LockData(TKaLockMode lockState, unsigned long capacity);
     TKaStringData* LockedData() const;
     void CheckIndex(unsigned long index) const;
 

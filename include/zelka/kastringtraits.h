@@ -4,13 +4,14 @@
 #include <cstdarg>
 #include <cwchar>
 #include "kaexport.h"
+#include "kalockmode.h"
 
 // Header of a shared string block; the characters (capacity + 1 units) follow it directly.
 struct TKaStringData
 {
     volatile long refCount;  // interlocked only; a new block has 0
     unsigned long capacity;  // characters the block can hold, terminator not counted
-    long lockState;          // 0 unlocked, 1 locked, 2 locked in place
+    TKaLockMode lockState;   // the rule of kalockmode.h
     unsigned long length;    // characters in use; text[length] is 0 while unlocked
 };
 

@@ -28,6 +28,6 @@
 #include "katextwriter.h"
 #include "kainterfaceids.h"
 #include "katrace.h"
-#include "kaversion.h"
+#include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 
 #endif

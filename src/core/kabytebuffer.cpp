@@ -7,21 +7,6 @@
 // With its stream members, which kabinary.h defines.
 template class CKaSimpleBuffer<unsigned char>;
 
-void* KaAllocateBufferNode(unsigned long headerSize, unsigned long count,
-                           unsigned long elementSize)
-{
-    const unsigned long long total =
-        headerSize + static_cast<unsigned long long>(count) * elementSize;
-    void* node = total > 0xFFFFFFFFull ? nullptr : std::malloc(static_cast<size_t>(total));
-    if (!node) throw CKaCodeException(E_OUTOFMEMORY);
-    return node;
-}
-
-void KaFreeBufferNode(void* node)
-{
-    std::free(node);
-}
-
 // ---- construction and hexadecimal text ------------------------------------------------------
 
 CKaByteBuffer::CKaByteBuffer(const CKaSimpleBuffer<unsigned char>& other) noexcept
@@ -183,7 +168,7 @@ CKaByteBuffer CKaByteBuffer::Extract(unsigned long offset, unsigned long count) 
 
 CKaByteBuffer CKaByteBuffer::Extract(unsigned long offset) const
 {
-    if (offset > getSize()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    CheckRange(offset, 0);
     return Extract(offset, getSize() - offset);
 }
 
@@ -255,7 +240,7 @@ void CKaByteBuffer::Embed(CKaByteBuffer source, unsigned long offset)
 
 void CKaByteBuffer::Embed(CKaByteBuffer source, unsigned long offset, unsigned long count)
 {
-    if (count > source.getSize()) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    KaCheckRange(0, count, source.getSize());
     // `source` holds its own count on its node, so even our own bytes stay put while we grow.
     unsigned char* target = WritableUpTo(EndOf(offset, count));
     if (count) std::memcpy(target + offset, source.getBuffer(), count);

@@ -109,10 +109,14 @@ void KaThrowIfFailed(HRESULT hr)
     if (FAILED(hr)) throw CKaCodeException(hr);
 }
 
-void KaCheckRange(unsigned long start, unsigned long count, unsigned long size)
+void KaThrowIndexOutOfRange()
 {
-    if (start > size) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > size - start) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+}
+
+void KaThrowCountOutOfRange()
+{
+    throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
 }
 
 void KaThrowLockedInPlace()

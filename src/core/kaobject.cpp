@@ -1,9 +1,11 @@
 #include "zelka/kaobject.h"
 #include <new>
 #include "zelka/kaexception.h"
+#include "core/kaallocation.h"
 
 void* CKaNewDeleteMixin::operator new(std::size_t size)
 {
+    if (KaAllocationRefused(size)) throw CKaCodeException(E_OUTOFMEMORY);
     void* p = nullptr;
     try {
         p = ::operator new(size);

@@ -1,15 +1,36 @@
 #include "kacodepage.h"
 #include "zelka/kaexception.h"
 
-unsigned long KaCodePageToUnits(unsigned short codePage, unsigned long flags,
-                                const unsigned char* bytes, unsigned long count, wchar_t* target,
-                                unsigned long capacity)
+unsigned long KaTryCodePageToUnits(unsigned short codePage, unsigned long flags,
+                                   const unsigned char* bytes, unsigned long count,
+                                   wchar_t* target, unsigned long capacity)
 {
     const int units = MultiByteToWideChar(codePage, flags, reinterpret_cast<const char*>(bytes),
                                           static_cast<int>(count), target,
                                           target ? static_cast<int>(capacity) : 0);
-    if (units < 1) KaThrowLastError();
-    return static_cast<unsigned long>(units);
+    return units > 0 ? static_cast<unsigned long>(units) : 0;
+}
+
+unsigned long KaTryUnitsToCodePage(unsigned short codePage, const wchar_t* units,
+                                   unsigned long count, unsigned char* target,
+                                   unsigned long capacity, const char* defaultChar,
+                                   BOOL* usedDefault)
+{
+    const int bytes = WideCharToMultiByte(codePage, 0, units, static_cast<int>(count),
+                                          reinterpret_cast<char*>(target),
+                                          target ? static_cast<int>(capacity) : 0, defaultChar,
+                                          usedDefault);
+    return bytes > 0 ? static_cast<unsigned long>(bytes) : 0;
+}
+
+unsigned long KaCodePageToUnits(unsigned short codePage, unsigned long flags,
+                                const unsigned char* bytes, unsigned long count, wchar_t* target,
+                                unsigned long capacity)
+{
+    const unsigned long units =
+        KaTryCodePageToUnits(codePage, flags, bytes, count, target, capacity);
+    if (units == 0) KaThrowLastError();
+    return units;
 }
 
 unsigned long KaUnitsToCodePage(unsigned short codePage, const wchar_t* units,
@@ -17,12 +38,10 @@ unsigned long KaUnitsToCodePage(unsigned short codePage, const wchar_t* units,
                                 unsigned long capacity, const char* defaultChar,
                                 BOOL* usedDefault)
 {
-    const int bytes = WideCharToMultiByte(codePage, 0, units, static_cast<int>(count),
-                                          reinterpret_cast<char*>(target),
-                                          target ? static_cast<int>(capacity) : 0, defaultChar,
-                                          usedDefault);
-    if (bytes < 1) KaThrowLastError();
-    return static_cast<unsigned long>(bytes);
+    const unsigned long bytes =
+        KaTryUnitsToCodePage(codePage, units, count, target, capacity, defaultChar, usedDefault);
+    if (bytes == 0) KaThrowLastError();
+    return bytes;
 }
 
 CKaString KaDecodeCodePage(unsigned short codePage, unsigned long flags,

@@ -5,7 +5,17 @@
 #include "zelka/kastring.h"
 
 // The one place where the library calls the system's code-page conversions. A failed call is
-// thrown as the thread's last error, so every codec reports conversion failures alike.
+// thrown as the thread's last error, so every codec reports conversion failures alike; the Try
+// forms are for the callers that must not throw (a validity test, the trace, a char* string
+// that converts what it can) and answer 0 for a failure, the reason left in the last error.
+
+unsigned long KaTryCodePageToUnits(unsigned short codePage, unsigned long flags,
+                                   const unsigned char* bytes, unsigned long count,
+                                   wchar_t* target, unsigned long capacity);
+unsigned long KaTryUnitsToCodePage(unsigned short codePage, const wchar_t* units,
+                                   unsigned long count, unsigned char* target,
+                                   unsigned long capacity, const char* defaultChar,
+                                   BOOL* usedDefault);
 
 // MultiByteToWideChar: with a null target it measures. Returns the UTF-16 units (at least 1).
 unsigned long KaCodePageToUnits(unsigned short codePage, unsigned long flags,
@@ -25,6 +35,22 @@ CKaString KaDecodeCodePage(unsigned short codePage, unsigned long flags,
                            const CKaByteBuffer& bytes);
 CKaByteBuffer KaEncodeUnits(unsigned short codePage, const wchar_t* units, unsigned long count,
                             const char* defaultChar, BOOL* usedDefault);
+
+// The surrogate ranges of UTF-16, for every codec.
+inline bool KaIsSurrogate(wchar_t unit)
+{
+    return unit >= 0xD800 && unit <= 0xDFFF;
+}
+
+inline bool KaIsHighSurrogate(wchar_t unit)
+{
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+inline bool KaIsLowSurrogate(wchar_t unit)
+{
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
 
 // UTF-16 units from and to bytes in a given byte order (two bytes per unit).
 void KaUnitsFromBytes(const unsigned char* bytes, unsigned long units, bool bigEndian,

@@ -1,4 +1,6 @@
 #include <cstring>
+#include <utility>
+#include "zelka/kahandle.h"
 #include "zelka/kastream.h"
 
 CKaComStream::CKaComStream() = default;
@@ -31,15 +33,6 @@ CKaComRef<IStream> CKaComStream::Detach()
 
 // ---- stream operations ----------------------------------------------------------------------
 
-namespace {
-
-void ThrowIfFailed(HRESULT hr)
-{
-    if (FAILED(hr)) throw CKaCodeException(hr);
-}
-
-} // namespace
-
 IStream* CKaComStream::AttachedStream() const
 {
     if (!m_stream) throw CKaCodeException(E_POINTER);
@@ -50,7 +43,7 @@ unsigned long CKaComStream::Read(void* buffer, unsigned long count)
 {
     if (count == 0) return 0;
     ULONG read = 0;
-    ThrowIfFailed(AttachedStream()->Read(buffer, count, &read));
+    KaThrowIfFailed(AttachedStream()->Read(buffer, count, &read));
     return read;
 }
 
@@ -58,7 +51,7 @@ void CKaComStream::Write(const void* buffer, unsigned long count)
 {
     if (count == 0) return;
     ULONG written = 0;
-    ThrowIfFailed(AttachedStream()->Write(buffer, count, &written));
+    KaThrowIfFailed(AttachedStream()->Write(buffer, count, &written));
     if (written < count) throw CKaCodeException(KA_E_SHORT_WRITE);
 }
 
@@ -68,28 +61,8 @@ unsigned __int64 CKaComStream::Seek(__int64 offset, unsigned long origin)
     move.QuadPart = offset;
     ULARGE_INTEGER position;
     position.QuadPart = 0;
-    ThrowIfFailed(AttachedStream()->Seek(move, origin, &position));
+    KaThrowIfFailed(AttachedStream()->Seek(move, origin, &position));
     return position.QuadPart;
-}
-
-void CKaComStream::SetFromBegin(__int64 offset)
-{
-    Seek(offset, STREAM_SEEK_SET);
-}
-
-void CKaComStream::SetFromCurrent(__int64 offset)
-{
-    Seek(offset, STREAM_SEEK_CUR);
-}
-
-void CKaComStream::SetFromEnd(__int64 offset)
-{
-    Seek(offset, STREAM_SEEK_END);
-}
-
-unsigned __int64 CKaComStream::getPos()
-{
-    return Seek(0, STREAM_SEEK_CUR);
 }
 
 unsigned __int64 CKaComStream::getSize()
@@ -111,16 +84,13 @@ CKaString CKaMemoryStream::getObjectTypeInfo()
 
 namespace {
 
-// A stream on the block that frees the block when it is released; on failure the block is
-// freed here.
-CKaComRef<IStream> StreamOnBlock(HGLOBAL block)
+// A stream on the block that frees the block when it is released; until the stream has taken
+// it, the block is freed here.
+CKaComRef<IStream> StreamOnBlock(CKaOwnedGlobal block)
 {
     CKaComRef<IStream> stream;
-    const HRESULT hr = CreateStreamOnHGlobal(block, TRUE, stream.GetAddressOf());
-    if (FAILED(hr)) {
-        if (block) GlobalFree(block);
-        throw CKaCodeException(hr);
-    }
+    KaThrowIfFailed(CreateStreamOnHGlobal(block.Get(), TRUE, stream.GetAddressOf()));
+    block.Release();
     return stream;
 }
 
@@ -128,23 +98,19 @@ CKaComRef<IStream> StreamOnBlock(HGLOBAL block)
 
 void CKaMemoryStream::Create()
 {
-    Attach(StreamOnBlock(nullptr));
+    Attach(StreamOnBlock(CKaOwnedGlobal()));
 }
 
 void CKaMemoryStream::Create(CKaByteBuffer data)
 {
     const unsigned long length = data.getSize();
-    HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, length);
+    CKaOwnedGlobal block(GlobalAlloc(GMEM_MOVEABLE, length));
     if (!block) KaThrowLastError();
     if (length) {
-        void* bytes = GlobalLock(block);
-        if (!bytes) {
-            const DWORD error = GetLastError();
-            GlobalFree(block);
-            KaThrowWin32Error(static_cast<long>(error));
-        }
+        void* bytes = GlobalLock(block.Get());
+        if (!bytes) KaThrowLastError();
         std::memcpy(bytes, data.getBuffer(), length);
-        GlobalUnlock(block);
+        GlobalUnlock(block.Get());
     }
-    Attach(StreamOnBlock(block));
+    Attach(StreamOnBlock(std::move(block)));
 }

@@ -2,25 +2,11 @@
 #include "zelka/kaexception.h"
 #include "kacodepage.h"
 
-namespace {
-
-bool IsHighSurrogate(wchar_t unit)
-{
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool IsLowSurrogate(wchar_t unit)
-{
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
-} // namespace
-
 CKaEncoding::CKaEncoding(unsigned short codePage) : m_codePage(codePage) {}
 
 CKaString CKaEncoding::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding", CKaObject::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.encoding", CKaObject::getObjectTypeInfo());
 }
 
 unsigned short CKaEncoding::getCodePage() const
@@ -34,7 +20,7 @@ CKaUtf8Encoding::CKaUtf8Encoding() : CKaEncoding(CP_UTF8) {}
 
 CKaString CKaUtf8Encoding::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf8", CKaEncoding::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.utf8encoding", CKaEncoding::getObjectTypeInfo());
 }
 
 CKaByteBuffer CKaUtf8Encoding::GetBytes(CKaString text, wchar_t)
@@ -71,7 +57,7 @@ CKaUtf16Encoding::CKaUtf16Encoding(bool bigEndian)
 
 CKaString CKaUtf16Encoding::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf16", CKaEncoding::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.utf16encoding", CKaEncoding::getObjectTypeInfo());
 }
 
 bool CKaUtf16Encoding::getBigEndian() const
@@ -92,9 +78,9 @@ CKaByteBuffer CKaUtf16Encoding::GetBytes(CKaString text, wchar_t replacement)
     };
     for (unsigned long i = 0; i < length; ++i) {
         const wchar_t unit = units[i];
-        if (IsLowSurrogate(unit) || (IsHighSurrogate(unit) && i + 1 == length)) {
+        if (KaIsLowSurrogate(unit) || (KaIsHighSurrogate(unit) && i + 1 == length)) {
             put(replacement);
-        } else if (!IsHighSurrogate(unit)) {
+        } else if (!KaIsHighSurrogate(unit)) {
             put(unit);
         } else if (units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFE) {
             // U+DFFF is not taken as a partner here, unlike in ValidateText.
@@ -144,9 +130,9 @@ void CKaUtf16Encoding::ValidateText(CKaString text)
     const wchar_t* units = text.getSz();
     const unsigned long length = text.getLength();
     for (unsigned long i = 0; i < length; ++i) {
-        if (IsLowSurrogate(units[i])) throw CKaCodeException(KA_E_INVALID_UTF16);
-        if (!IsHighSurrogate(units[i])) continue;
-        if (i + 1 == length || !IsLowSurrogate(units[i + 1])) {
+        if (KaIsLowSurrogate(units[i])) throw CKaCodeException(KA_E_INVALID_UTF16);
+        if (!KaIsHighSurrogate(units[i])) continue;
+        if (i + 1 == length || !KaIsLowSurrogate(units[i + 1])) {
             throw CKaCodeException(KA_E_INVALID_UTF16);
         }
         ++i;
@@ -159,7 +145,7 @@ CKaMultiByteEncoding::CKaMultiByteEncoding(unsigned short codePage) : CKaEncodin
 
 CKaString CKaMultiByteEncoding::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.multibyte", CKaEncoding::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.multibyteencoding", CKaEncoding::getObjectTypeInfo());
 }
 
 CKaByteBuffer CKaMultiByteEncoding::GetBytes(CKaString text, wchar_t replacement)

@@ -3,6 +3,7 @@
 #include "zelka/kaexception.h"
 #include "zelka/katrace.h"
 #include "kacodepage.h"
+#include "kapendingwindow.h"
 #include "trace/katracecategories.h"
 
 namespace {
@@ -146,7 +147,7 @@ CKaEncodingDecoder::CKaEncodingDecoder(CKaRef<IKaStream> stream, long invalidDat
 
 CKaString CKaEncodingDecoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.decoder", CKaObject::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.encodingdecoder", CKaObject::getObjectTypeInfo());
 }
 
 bool CKaEncodingDecoder::getFailOnInvalid() const
@@ -216,6 +217,8 @@ CKaString CKaEncodingDecoder::ReadString()
 unsigned long CKaEncodingDecoder::Read(TKaDecodeSink& sink, unsigned long maxChars,
                                        const wchar_t* function)
 {
+    // A read of nothing leaves the target as it is, whatever startIndex says.
+    if (maxChars == 0) return 0;
     unsigned long read = 0;
     try {
         while (read < maxChars) {
@@ -256,23 +259,9 @@ void CKaEncodingDecoder::ReportCountMismatch(const wchar_t* function, unsigned l
 
 void CKaEncodingDecoder::ReserveBuffer(unsigned long bytes)
 {
-    const unsigned __int64 size = m_buffer.getSize();
-    if (bytes == 0 || static_cast<unsigned __int64>(m_start) + m_available + bytes <= size) {
-        return;
-    }
-    if (static_cast<unsigned __int64>(m_available) + bytes > size) {
-        CKaByteBuffer grown(m_available + bytes);
-        unsigned char* target = grown.Unshare();
-        if (m_available) std::memcpy(target, UnreadBytes(), m_available);
-        // A feed that lands on the start offset leaves bytes behind the new ones counted as
-        // unread; zeroing the new room keeps those bytes defined.
-        std::memset(target + m_available, 0, bytes);
-        m_buffer = grown;
-    } else {
-        unsigned char* buffer = m_buffer.Unshare();
-        std::memmove(buffer, buffer + m_start, m_available);
-    }
-    m_start = 0;
+    // A feed that lands on the start offset leaves bytes behind the new ones counted as unread;
+    // the window's zeroed new room keeps those bytes defined.
+    KaReserveWindow<unsigned char>(m_buffer, m_start, m_available, bytes);
 }
 
 void CKaEncodingDecoder::CommitBufferWrite(unsigned long bytes)
@@ -288,9 +277,7 @@ void CKaEncodingDecoder::CommitBufferWrite(unsigned long bytes)
 
 void CKaEncodingDecoder::CommitBufferRead(unsigned long bytes)
 {
-    if (bytes > m_available) throw CKaCodeException(E_UNEXPECTED);
-    m_start += bytes;
-    m_available -= bytes;
+    KaConsumeWindow(m_start, m_available, bytes);
     m_nextTokenState = CheckBufferToken(0);
 }
 
@@ -323,9 +310,7 @@ const unsigned char* CKaEncodingDecoder::UnreadBytes() const
 const unsigned char* CKaEncodingDecoder::TokenAt(unsigned long offset) const
 {
     if (offset == m_available) return nullptr;
-    if (static_cast<unsigned __int64>(m_start) + offset >= m_buffer.getSize()) {
-        throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    }
+    KaCheckIndex(offset, m_buffer.getSize() - m_start);
     return UnreadBytes() + offset;
 }
 
@@ -338,7 +323,7 @@ CKaUtf8EncodingDecoder::CKaUtf8EncodingDecoder(CKaRef<IKaStream> stream)
 
 CKaString CKaUtf8EncodingDecoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf8.decoder",
+    return ChainTypeInfo(L"zel.core.io.utf8encodingdecoder",
                          CKaEncodingDecoder::getObjectTypeInfo());
 }
 
@@ -404,7 +389,7 @@ CKaUtf16EncodingDecoder::CKaUtf16EncodingDecoder(bool bigEndian, CKaRef<IKaStrea
 
 CKaString CKaUtf16EncodingDecoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf16.decoder",
+    return ChainTypeInfo(L"zel.core.io.utf16encodingdecoder",
                          CKaEncodingDecoder::getObjectTypeInfo());
 }
 
@@ -439,13 +424,12 @@ CKaEncodingDecoder::TTokenState CKaUtf16EncodingDecoder::CheckBufferToken(
     if (m_available - offset < 2) return TokenIncomplete;
     const wchar_t unit = UnitAt(offset);
     length = 1;
-    if (unit < 0xD800 || unit > 0xDFFF) return TokenComplete;
-    if (unit >= 0xDC00) return failOnInvalid ? TokenInvalid : TokenComplete;
+    if (!KaIsSurrogate(unit)) return TokenComplete;
+    if (KaIsLowSurrogate(unit)) return failOnInvalid ? TokenInvalid : TokenComplete;
     length = 2;
     if (m_available - offset < 4) return TokenIncomplete;
     if (!failOnInvalid) return TokenComplete;
-    const wchar_t low = UnitAt(offset + 2);
-    return low >= 0xDC00 && low <= 0xDFFF ? TokenComplete : TokenInvalid;
+    return KaIsLowSurrogate(UnitAt(offset + 2)) ? TokenComplete : TokenInvalid;
 }
 
 wchar_t CKaUtf16EncodingDecoder::UnitAt(unsigned long offset) const
@@ -478,7 +462,7 @@ CKaMultiByteEncodingDecoder::CKaMultiByteEncodingDecoder(unsigned short codePage
 
 CKaString CKaMultiByteEncodingDecoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.multibyte.decoder",
+    return ChainTypeInfo(L"zel.core.io.multibyteencodingdecoder",
                          CKaEncodingDecoder::getObjectTypeInfo());
 }
 
@@ -511,10 +495,9 @@ CKaEncodingDecoder::TTokenState CKaMultiByteEncodingDecoder::CheckBufferToken(
     length = m_leadBytes[token[0]] ? 2 : 1;
     if (offset + length > m_available) return TokenIncomplete;
     if (!failOnInvalid) return TokenComplete;
-    const int units = MultiByteToWideChar(m_codePage, MB_ERR_INVALID_CHARS,
-                                          reinterpret_cast<const char*>(token),
-                                          static_cast<int>(length), nullptr, 0);
-    return units > 0 ? TokenComplete : TokenInvalid;
+    return KaTryCodePageToUnits(m_codePage, MB_ERR_INVALID_CHARS, token, length, nullptr, 0)
+               ? TokenComplete
+               : TokenInvalid;
 }
 
 unsigned long CKaMultiByteEncodingDecoder::DecodeChars(const unsigned char* bytes,

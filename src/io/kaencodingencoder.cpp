@@ -1,27 +1,19 @@
 #include "zelka/kaencodingencoder.h"
 #include <cstring>
 #include "zelka/kaexception.h"
+#include "zelka/kahandle.h"
 #include "kacodepage.h"
+#include "kapendingwindow.h"
 
 namespace {
 
-void CheckRange(unsigned long size, unsigned long start, unsigned long count)
+// A raised flag held like any other resource: lowered again however the scope ends.
+struct TKaRaisedFlagTraits
 {
-    if (start > size) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > size - start) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
-}
-
-// Sets a flag for the life of a scope.
-class CKaFlagScope
-{
-public:
-    explicit CKaFlagScope(bool& flag) : m_flag(flag) { m_flag = true; }
-    ~CKaFlagScope() { m_flag = false; }
-    CKaFlagScope(const CKaFlagScope&) = delete;
-    CKaFlagScope& operator=(const CKaFlagScope&) = delete;
-
-private:
-    bool& m_flag;
+    typedef bool* Handle;
+    static Handle Invalid() { return nullptr; }
+    static bool IsValid(Handle flag) { return flag != nullptr; }
+    static void Close(Handle flag) { *flag = false; }
 };
 
 } // namespace
@@ -34,7 +26,7 @@ CKaEncodingEncoder::CKaEncodingEncoder(CKaRef<IKaStream> stream)
 
 CKaString CKaEncodingEncoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.encoder", CKaObject::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.encodingencoder", CKaObject::getObjectTypeInfo());
 }
 
 bool CKaEncodingEncoder::getFailOnInvalid() const
@@ -55,7 +47,7 @@ void CKaEncodingEncoder::setFailOnInvalid(bool failOnInvalid)
 void CKaEncodingEncoder::WriteChars(CKaSimpleBuffer<wchar_t> chars, unsigned long start,
                                     unsigned long count)
 {
-    CheckRange(chars.getSize(), start, count);
+    KaCheckRange(start, count, chars.getSize());
     if (count) WriteChars(chars.getBuffer() + start, count);
 }
 
@@ -66,7 +58,7 @@ void CKaEncodingEncoder::WriteChars(CKaSimpleBuffer<wchar_t> chars)
 
 void CKaEncodingEncoder::WriteString(CKaString text, unsigned long start, unsigned long count)
 {
-    CheckRange(text.getLength(), start, count);
+    KaCheckRange(start, count, text.getLength());
     WriteChars(text.getSz() + start, count);
 }
 
@@ -112,19 +104,17 @@ CKaEncodingEncoder::TTokenState CKaEncodingEncoder::CheckBufferToken(unsigned lo
                                                                      unsigned long& length)
 {
     if (offset == m_available) return CKaEncodingDecoder::TokenEmpty;
-    if (static_cast<unsigned __int64>(m_start) + offset >= m_pending.getSize()) {
-        throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    }
+    KaCheckIndex(offset, m_pending.getSize() - m_start);
     const TTokenState unpaired =
         failOnInvalid ? CKaEncodingDecoder::TokenInvalid : CKaEncodingDecoder::TokenComplete;
     const wchar_t* unit = PendingUnits() + offset;
     length = 1;
-    if (unit[0] < 0xD800 || unit[0] > 0xDFFF) return CKaEncodingDecoder::TokenComplete;
-    if (unit[0] >= 0xDC00) return unpaired;
+    if (!KaIsSurrogate(unit[0])) return CKaEncodingDecoder::TokenComplete;
+    if (KaIsLowSurrogate(unit[0])) return unpaired;
     if (offset + 1 == m_available) {
         return m_flushing ? unpaired : CKaEncodingDecoder::TokenIncomplete;
     }
-    if (unit[1] < 0xDC00 || unit[1] > 0xDFFF) return unpaired;
+    if (!KaIsLowSurrogate(unit[1])) return unpaired;
     length = 2;
     return CKaEncodingDecoder::TokenComplete;
 }
@@ -137,16 +127,15 @@ CKaEncodingEncoder::TTokenState CKaEncodingEncoder::CheckBufferToken(unsigned lo
 
 void CKaEncodingEncoder::CommitBufferRead(unsigned long count)
 {
-    if (count > m_available) throw CKaCodeException(E_UNEXPECTED);
-    m_start += count;
-    m_available -= count;
+    KaConsumeWindow(m_start, m_available, count);
     m_nextTokenState = CheckBufferToken(0);
 }
 
 void CKaEncodingEncoder::Flush()
 {
     if (m_available == 0) return;
-    CKaFlagScope flushing(m_flushing);
+    m_flushing = true;
+    CKaOwnedHandle<TKaRaisedFlagTraits> flushing(&m_flushing);
     unsigned long units = 0;
     if (m_failOnInvalid && ScanPending(units) == CKaEncodingDecoder::TokenInvalid) {
         throw CKaCodeException(KA_E_INVALID_UTF16);
@@ -179,20 +168,7 @@ CKaEncodingEncoder::TTokenState CKaEncodingEncoder::ScanPending(unsigned long& u
 
 void CKaEncodingEncoder::AppendPending(const wchar_t* chars, unsigned long count)
 {
-    const unsigned long size = m_pending.getSize();
-    if (static_cast<unsigned __int64>(m_start) + m_available + count > size) {
-        if (static_cast<unsigned __int64>(m_available) + count > size) {
-            CKaSimpleBuffer<wchar_t> room(m_available + count);
-            if (m_available) {
-                std::memcpy(room.Unshare(), PendingUnits(), m_available * sizeof(wchar_t));
-            }
-            m_pending = room;
-        } else {
-            wchar_t* units = m_pending.Unshare();
-            std::memmove(units, units + m_start, m_available * sizeof(wchar_t));
-        }
-        m_start = 0;
-    }
+    KaReserveWindow(m_pending, m_start, m_available, count);
     std::memcpy(m_pending.Unshare() + m_start + m_available, chars, count * sizeof(wchar_t));
     m_available += count;
     if (m_nextTokenState == CKaEncodingDecoder::TokenEmpty ||
@@ -210,7 +186,7 @@ CKaUtf8EncodingEncoder::CKaUtf8EncodingEncoder(CKaRef<IKaStream> stream)
 
 CKaString CKaUtf8EncodingEncoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf8.encoder",
+    return ChainTypeInfo(L"zel.core.io.utf8encodingencoder",
                          CKaEncodingEncoder::getObjectTypeInfo());
 }
 
@@ -230,7 +206,7 @@ CKaUtf16EncodingEncoder::CKaUtf16EncodingEncoder(bool bigEndian, CKaRef<IKaStrea
 
 CKaString CKaUtf16EncodingEncoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf16.encoder",
+    return ChainTypeInfo(L"zel.core.io.utf16encodingencoder",
                          CKaEncodingEncoder::getObjectTypeInfo());
 }
 
@@ -260,7 +236,7 @@ CKaMultiByteEncodingEncoder::CKaMultiByteEncodingEncoder(unsigned short codePage
 
 CKaString CKaMultiByteEncodingEncoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.multibyte.encoder",
+    return ChainTypeInfo(L"zel.core.io.multibyteencodingencoder",
                          CKaEncodingEncoder::getObjectTypeInfo());
 }
 

@@ -103,26 +103,6 @@ unsigned __int64 CKaFile::Seek(__int64 offset, unsigned long origin)
     return (static_cast<unsigned __int64>(static_cast<DWORD>(high)) << 32) | low;
 }
 
-void CKaFile::SetFromBegin(__int64 offset)
-{
-    Seek(offset, FILE_BEGIN);
-}
-
-void CKaFile::SetFromCurrent(__int64 offset)
-{
-    Seek(offset, FILE_CURRENT);
-}
-
-void CKaFile::SetFromEnd(__int64 offset)
-{
-    Seek(offset, FILE_END);
-}
-
-unsigned __int64 CKaFile::getPos()
-{
-    return Seek(0, FILE_CURRENT);
-}
-
 unsigned __int64 CKaFile::getSize()
 {
     HANDLE handle = OpenHandle();

@@ -91,7 +91,7 @@ CKaLosslessUtf8Decoder::CKaLosslessUtf8Decoder(CKaRef<IKaStream> stream)
 
 CKaString CKaLosslessUtf8Decoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf8.losslessdecoder",
+    return ChainTypeInfo(L"zel.core.io.losslessutf8decoder",
                          CKaUtf8EncodingDecoder::getObjectTypeInfo());
 }
 
@@ -144,11 +144,9 @@ unsigned long CKaLosslessUtf8Decoder::DecodeChars(const unsigned char* bytes, un
     }
     if (done == count) return chars;
     // Well-formed text converts in one call.
-    const int units = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS,
-                                          reinterpret_cast<const char*>(bytes + done),
-                                          static_cast<int>(count - done), target + done,
-                                          static_cast<int>(chars - done));
-    if (units == static_cast<int>(chars - done)) return chars;
+    const unsigned long units = KaTryCodePageToUnits(CP_UTF8, MB_ERR_INVALID_CHARS, bytes + done,
+                                                     count - done, target + done, chars - done);
+    if (units == chars - done) return chars;
     // Otherwise token by token, as they were counted; the bytes are the unread ones.
     unsigned long written = done;
     while (done < count) {
@@ -184,7 +182,7 @@ CKaLosslessUtf16Decoder::CKaLosslessUtf16Decoder(bool bigEndian, CKaRef<IKaStrea
 
 CKaString CKaLosslessUtf16Decoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.utf16.losslessdecoder",
+    return ChainTypeInfo(L"zel.core.io.losslessutf16decoder",
                          CKaUtf16EncodingDecoder::getObjectTypeInfo());
 }
 
@@ -231,7 +229,7 @@ CKaLosslessMultiByteDecoder::CKaLosslessMultiByteDecoder(unsigned short codePage
 
 CKaString CKaLosslessMultiByteDecoder::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.encoding.multibyte.losslessdecoder",
+    return ChainTypeInfo(L"zel.core.io.losslessmultibytedecoder",
                          CKaMultiByteEncodingDecoder::getObjectTypeInfo());
 }
 

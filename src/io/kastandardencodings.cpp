@@ -1,6 +1,7 @@
 #include <new>
 #include "zelka/kaencoding.h"
 #include "zelka/kaexception.h"
+#include "zelka/kahandle.h"
 #include "zelka/kamap.h"
 
 namespace {
@@ -13,25 +14,18 @@ CRITICAL_SECTION g_lock;
 bool g_lockCreated = false;
 TKaEncodingMap* g_encodings = nullptr;
 
-// Holds the registry lock for a scope; without a registry there is nothing to hold.
-class CKaRegistryScope
+// The registry's lock and map; without a registry there is nothing to hold.
+CRITICAL_SECTION& RegistryLock()
 {
-public:
-    CKaRegistryScope()
-    {
-        if (!g_lockCreated) throw CKaCodeException(E_POINTER);
-        EnterCriticalSection(&g_lock);
-    }
-    ~CKaRegistryScope() { LeaveCriticalSection(&g_lock); }
-    CKaRegistryScope(const CKaRegistryScope&) = delete;
-    CKaRegistryScope& operator=(const CKaRegistryScope&) = delete;
+    if (!g_lockCreated) throw CKaCodeException(E_POINTER);
+    return g_lock;
+}
 
-    TKaEncodingMap& Encodings() const
-    {
-        if (!g_encodings) throw CKaCodeException(E_POINTER);
-        return *g_encodings;
-    }
-};
+TKaEncodingMap& Encodings()
+{
+    if (!g_encodings) throw CKaCodeException(E_POINTER);
+    return *g_encodings;
+}
 
 // The standard encodings after UTF-8 and UTF-16, in the order they are registered.
 const unsigned short kStandardCodePages[] = {
@@ -65,15 +59,15 @@ void KaRegisterStandardEncodings()
 void KaAddStandardEncoding(CKaRef<CKaEncoding> encoding)
 {
     const unsigned short codePage = encoding->getCodePage();
-    CKaRegistryScope scope;
-    scope.Encodings().SetAt(codePage, encoding);
+    CKaSectionGuard guard(RegistryLock());
+    Encodings().SetAt(codePage, encoding);
 }
 
 CKaRef<CKaEncoding> KaGetStandardEncoding(unsigned short codePage)
 {
-    CKaRegistryScope scope;
+    CKaSectionGuard guard(RegistryLock());
     CKaRef<CKaEncoding> encoding;
-    scope.Encodings().Lookup(codePage, encoding);
+    Encodings().Lookup(codePage, encoding);
     return encoding;
 }
 
@@ -89,15 +83,15 @@ CKaRef<CKaEncoding> KaGetUtf16Encoding(bool bigEndian)
 
 void KaRemoveStandardEncoding(unsigned short codePage)
 {
-    CKaRegistryScope scope;
-    scope.Encodings().RemoveKey(codePage);
+    CKaSectionGuard guard(RegistryLock());
+    Encodings().RemoveKey(codePage);
 }
 
 void KaCleanupStandardEncodings()
 {
     if (!g_lockCreated) return;
     {
-        CKaRegistryScope scope;
+        CKaSectionGuard guard(RegistryLock());
         TKaEncodingMap* encodings = g_encodings;
         g_encodings = nullptr;
         encodings->RemoveAll();

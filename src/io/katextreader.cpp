@@ -38,7 +38,7 @@ CKaTextReader::CKaTextReader(CKaRef<CKaEncoding> encoding, CKaRef<IKaStream> str
 
 CKaString CKaTextReader::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.text.reader", CKaObject::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.textreader", CKaObject::getObjectTypeInfo());
 }
 
 CKaString CKaTextReader::ReadChars(unsigned long count)
@@ -113,7 +113,7 @@ CKaLosslessTextReader::CKaLosslessTextReader(CKaRef<CKaEncoding> encoding,
 
 CKaString CKaLosslessTextReader::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.text.losslessreader", CKaTextReader::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.losslesstextreader", CKaTextReader::getObjectTypeInfo());
 }
 
 CKaRef<CKaEncodingDecoder> CKaLosslessTextReader::CreateDecoder()

@@ -9,7 +9,7 @@ CKaTextWriter::CKaTextWriter(CKaRef<CKaEncoding> encoding, CKaRef<IKaStream> str
 
 CKaString CKaTextWriter::getObjectTypeInfo()
 {
-    return ChainTypeInfo(L"zel.io.text.writer", CKaObject::getObjectTypeInfo());
+    return ChainTypeInfo(L"zel.core.io.textwriter", CKaObject::getObjectTypeInfo());
 }
 
 void CKaTextWriter::Write(CKaString text)

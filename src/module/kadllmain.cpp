@@ -33,8 +33,8 @@ long CurrentExceptionCode()
     }
 }
 
-// Once per process, in this order: the CKaTsEventMixin critical section, the registry-key map
-// and its lock, the thread-local-storage manager, the standard encodings.
+// Once per process: the standard encodings. The registries that later subsystems bring come
+// before them.
 void AttachProcessRegistries()
 {
     KaInitializeStandardEncodings();

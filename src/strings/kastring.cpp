@@ -23,9 +23,9 @@ TKaStringData* CKaString::Data() const
     return Data(m_text);
 }
 
-TKaStringData* CKaString::NewData(unsigned long capacity, long lockState)
+TKaStringData* CKaString::NewData(unsigned long capacity, TKaLockMode lockState)
 {
-    if (capacity == 0 && lockState == 0) return EmptyBlock();
+    if (capacity == 0 && lockState == KaLockNone) return EmptyBlock();
     if (capacity == 0xFFFFFFFF) throw CKaCodeException(E_OUTOFMEMORY); // no room for the 0
     TKaStringData* data = CKaStringTraits::AllocateData(capacity + 1);
     data->refCount = 0;
@@ -56,7 +56,7 @@ void CKaString::SetDataLength(TKaStringData* data, unsigned long length)
 
 bool CKaString::IsWritableInPlace(const TKaStringData* data, unsigned long capacity)
 {
-    return capacity <= data->capacity && (data->refCount == 1 || data->lockState != 0);
+    return capacity <= data->capacity && (data->refCount == 1 || data->lockState != KaLockNone);
 }
 
 void CKaString::Replace(TKaStringData* data)
@@ -67,7 +67,7 @@ void CKaString::Replace(TKaStringData* data)
     DropData(old);
 }
 
-void CKaString::Rebuild(unsigned long capacity, long lockState, unsigned long index,
+void CKaString::Rebuild(unsigned long capacity, TKaLockMode lockState, unsigned long index,
                         unsigned long removed, unsigned long inserted)
 {
     TKaStringData* old = Data();
@@ -94,7 +94,7 @@ wchar_t* CKaString::Splice(unsigned long index, unsigned long removed, unsigned 
             SetDataLength(data, length);
         }
     } else {
-        if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+        KaCheckNotLockedInPlace(data->lockState);
         Rebuild(length, data->lockState, index, removed, inserted);
     }
     return m_text + index;
@@ -167,7 +167,7 @@ void CKaString::SetText(const CKaString& other)
     TKaStringData* mine = Data();
     TKaStringData* theirs = other.Data();
     if (mine == theirs) return;
-    if (mine->lockState == 0 && theirs->lockState == 0) {
+    if (mine->lockState == KaLockNone && theirs->lockState == KaLockNone) {
         Replace(theirs);
         return;
     }
@@ -244,7 +244,7 @@ long CKaString::CollateNoCase(const wchar_t* other) const
 
 void CKaString::CheckIndex(unsigned long index) const
 {
-    if (index > getLength()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckRange(index, 0, getLength());
 }
 
 // ---- storage --------------------------------------------------------------------------------
@@ -253,7 +253,7 @@ void CKaString::Grow(unsigned long capacity)
 {
     TKaStringData* data = Data();
     if (data->capacity >= capacity) return;
-    if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+    KaCheckNotLockedInPlace(data->lockState);
     Rebuild(capacity, data->lockState, data->length, 0, 0);
 }
 
@@ -261,7 +261,7 @@ void CKaString::Shrink(unsigned long capacity)
 {
     TKaStringData* data = Data();
     if (data->capacity <= capacity) return;
-    if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+    KaCheckNotLockedInPlace(data->lockState);
     if (capacity < data->length) throw CKaCodeException(KA_E_LENGTH_BEYOND_CAPACITY);
     Rebuild(capacity, data->lockState, data->length, 0, 0);
 }
@@ -281,16 +281,16 @@ wchar_t* CKaString::UnshareGrow(unsigned long capacity)
     TKaStringData* data = Data();
     if (capacity < data->length) capacity = data->length;
     if (!IsWritableInPlace(data, capacity)) {
-        if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+        KaCheckNotLockedInPlace(data->lockState);
         Rebuild(capacity, data->lockState, data->length, 0, 0);
     }
     return m_text;
 }
 
-void CKaString::LockData(long lockState, unsigned long capacity)
+void CKaString::LockData(TKaLockMode lockState, unsigned long capacity)
 {
     TKaStringData* data = Data();
-    if (data->lockState != 0) throw CKaCodeException(KA_E_ALREADY_LOCKED);
+    if (data->lockState != KaLockNone) throw CKaCodeException(KA_E_ALREADY_LOCKED);
     if (capacity < data->length) capacity = data->length;
     if (IsWritableInPlace(data, capacity)) {
         data->lockState = lockState;
@@ -307,14 +307,14 @@ wchar_t* CKaString::Lock(bool inPlace)
 
 wchar_t* CKaString::LockGrow(unsigned long capacity, bool inPlace)
 {
-    LockData(inPlace ? 2 : 1, capacity);
+    LockData(inPlace ? KaLockInPlace : KaLockLocked, capacity);
     return m_text;
 }
 
 TKaStringData* CKaString::LockedData() const
 {
     TKaStringData* data = Data();
-    if (data->lockState == 0) throw CKaCodeException(KA_E_NOT_LOCKED);
+    if (data->lockState == KaLockNone) throw CKaCodeException(KA_E_NOT_LOCKED);
     return data;
 }
 
@@ -323,14 +323,14 @@ void CKaString::Unlock(unsigned long length)
     TKaStringData* data = LockedData();
     if (length > data->capacity) throw CKaCodeException(KA_E_LENGTH_BEYOND_CAPACITY);
     SetDataLength(data, length);
-    data->lockState = 0;
+    data->lockState = KaLockNone;
 }
 
 void CKaString::UnlockKeepLength()
 {
     TKaStringData* data = LockedData();
     SetDataLength(data, data->length);
-    data->lockState = 0;
+    data->lockState = KaLockNone;
 }
 
 void CKaString::UnlockFindNull()
@@ -338,7 +338,7 @@ void CKaString::UnlockFindNull()
     TKaStringData* data = LockedData();
     // The owner may have written without a terminator: look no further than the capacity.
     SetDataLength(data, static_cast<unsigned long>(wcsnlen(m_text, data->capacity)));
-    data->lockState = 0;
+    data->lockState = KaLockNone;
 }
 
 void CKaString::setLength(unsigned long length)
@@ -361,7 +361,7 @@ void CKaString::SetLengthFill(unsigned long length, wchar_t ch)
 void CKaString::Clear()
 {
     TKaStringData* data = Data();
-    if (data->refCount == 1 || data->lockState != 0) {
+    if (data->refCount == 1 || data->lockState != KaLockNone) {
         SetDataLength(data, 0);
     } else {
         Replace(EmptyBlock());

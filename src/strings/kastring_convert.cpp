@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include "zelka/kaexception.h"
+#include "io/kacodepage.h"
 
 namespace {
 
@@ -124,14 +125,14 @@ void CKaString::SetText(const char* text, unsigned long count)
     if (!text) count = 0;
     // The system counts in int: a longer text cannot be handed over in one piece.
     if (count > INT_MAX) throw CKaCodeException(E_INVALIDARG);
-    const int size = static_cast<int>(count);
-    const int measured = size ? MultiByteToWideChar(CP_ACP, 0, text, size, nullptr, 0) : 0;
-    const unsigned long length = measured > 0 ? static_cast<unsigned long>(measured) : 0;
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
+    const unsigned long length =
+        count ? KaTryCodePageToUnits(CP_ACP, 0, bytes, count, nullptr, 0) : 0;
     if (length == 0 && getIsEmpty()) return;
     wchar_t* target = Splice(0, getLength(), length);
     if (length == 0) return;
-    const int written = MultiByteToWideChar(CP_ACP, 0, text, size, target, measured);
-    if (static_cast<unsigned long>(written) != length) setLength(written > 0 ? written : 0);
+    const unsigned long written = KaTryCodePageToUnits(CP_ACP, 0, bytes, count, target, length);
+    if (written != length) setLength(written);
 }
 
 // ---- parsing --------------------------------------------------------------------------------

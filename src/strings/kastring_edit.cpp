@@ -1,6 +1,8 @@
 // Changing a string: insertion and its named positions (append, prepend, concatenation),
-// overwriting, replacement, case change and trimming. Every change goes through Splice, so a
-// shared block is copied first, growth is exact and a block locked in place never moves.
+// overwriting, replacement, case change and trimming. Every change but the replacement of
+// occurrences goes through Splice, so a shared block is copied first, growth is exact and a block
+// locked in place never moves; Replace(old, new) sizes its result once and, where it cannot
+// write in place, builds its own block under the same three rules.
 #include "zelka/kastring.h"
 #include <algorithm>
 #include <cstdint>
@@ -78,7 +80,7 @@ void CKaString::Insert(unsigned long index, const wchar_t* text)
 void CKaString::Insert(unsigned long index, const wchar_t* text, unsigned long count)
 {
     // The length is read inline: appending piece by piece is this call in a loop.
-    if (index > LengthOf(m_text)) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckRange(index, 0, LengthOf(m_text));
     if (text && count) SpliceText(index, 0, text, count);
 }
 
@@ -252,7 +254,7 @@ unsigned long CKaString::Replace(const wchar_t* oldText, const wchar_t* newText)
         SetDataLength(data, result);
         return count;
     }
-    if (data->lockState == 2) throw CKaCodeException(KA_E_LOCKED_IN_PLACE);
+    KaCheckNotLockedInPlace(data->lockState);
     TKaStringData* rebuilt = NewData(result, data->lockState);
     CopyReplacing(CKaStringTraits::DataText(rebuilt), m_text, length, oldText, oldLength,
                   newText, newLength, count);

@@ -1,5 +1,6 @@
 #include "zelka/kastring.h"
 #include "zelka/kaexception.h"
+#include "zelka/kahandle.h"
 #include "kastring_internal.h"
 
 using KaStringDetail::OrEmpty;
@@ -70,22 +71,15 @@ bool CKaString::FormatMessageW(const wchar_t* text, ...)
 
 bool CKaString::FormatMessageV(const wchar_t* text, va_list args)
 {
-    wchar_t* buffer = nullptr;
+    // The system's buffer is freed whether or not the copy succeeds.
+    CKaOwnedLocal buffer;
     const DWORD length = ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_STRING,
-                                          OrEmpty(text), 0, 0, reinterpret_cast<LPWSTR>(&buffer),
-                                          0, &args);
+                                          OrEmpty(text), 0, 0,
+                                          reinterpret_cast<LPWSTR>(buffer.Receive()), 0, &args);
     if (length == 0 || !buffer) {
-        if (buffer) LocalFree(buffer);
         Clear();
         return false;
     }
-    // The system buffer is freed whether or not the copy succeeds.
-    try {
-        SetText(buffer, length);
-    } catch (...) {
-        LocalFree(buffer);
-        throw;
-    }
-    LocalFree(buffer);
+    SetText(static_cast<const wchar_t*>(buffer.Get()), length);
     return true;
 }

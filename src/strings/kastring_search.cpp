@@ -18,7 +18,7 @@ template <class Search>
 bool SearchFrom(const wchar_t* text, unsigned long from, unsigned long& pos, Search search)
 {
     const unsigned long length = LengthOf(text);
-    if (from > length) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckRange(from, 0, length);
     const wchar_t* found = from < length ? search(text + from) : nullptr;
     pos = found ? static_cast<unsigned long>(found - text) : length;
     return found != nullptr;
@@ -30,7 +30,7 @@ bool SearchFrom(const wchar_t* text, unsigned long from, unsigned long& pos, Sea
 
 wchar_t CKaString::getAt(unsigned long index) const
 {
-    if (index >= getLength()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckIndex(index, getLength());
     return m_text[index];
 }
 
@@ -124,9 +124,7 @@ bool CKaString::ReverseFind(wchar_t ch, unsigned long& pos) const
 
 CKaString::Range CKaString::CheckedRange(unsigned long index, unsigned long count) const
 {
-    const unsigned long length = getLength();
-    if (index > length) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
-    if (count > length - index) throw CKaCodeException(KA_E_COUNT_OUT_OF_RANGE);
+    KaCheckRange(index, count, getLength());
     return {index, count};
 }
 

@@ -8,10 +8,11 @@
 #include <new>
 #include "zelka/kaexception.h"
 #include "kastring_internal.h"
+#include "core/kaallocation.h"
 
 namespace KaStringDetail {
 
-TKaEmptyStringData g_emptyData = {{0, 0, 0, 0}, {0}};
+TKaEmptyStringData g_emptyData = {{0, 0, KaLockNone, 0}, {0}};
 
 } // namespace KaStringDetail
 
@@ -51,9 +52,10 @@ TKaStringData* CKaStringTraits::EmptyData()
 
 TKaStringData* CKaStringTraits::AllocateData(unsigned long n)
 {
-    const std::size_t header = sizeof(TKaStringData);
-    if (n > (SIZE_MAX - header) / sizeof(wchar_t)) throw CKaCodeException(E_OUTOFMEMORY);
-    void* p = ::operator new(header + n * sizeof(wchar_t), std::nothrow);
+    const unsigned long long bytes =
+        sizeof(TKaStringData) + static_cast<unsigned long long>(n) * sizeof(wchar_t);
+    if (KaAllocationRefused(bytes)) throw CKaCodeException(E_OUTOFMEMORY);
+    void* p = ::operator new(static_cast<std::size_t>(bytes), std::nothrow);
     if (!p) throw CKaCodeException(E_OUTOFMEMORY);
     return static_cast<TKaStringData*>(p);
 }

@@ -1,5 +1,7 @@
 #include "zelka/katrace.h"
 #include <cwchar>
+#include "zelka/kahandle.h"
+#include "io/kacodepage.h"
 #include "katraceconfig.h"
 
 // Marker time stamps, appended to the marker formats below.
@@ -20,27 +22,12 @@ const unsigned long g_maxMessageLength = 10240;
 alignas(2) const char g_trueWord[6] = "true";
 alignas(2) const char g_falseWord[8] = "false";
 
-class CKaScopedSection
-{
-public:
-    explicit CKaScopedSection(CRITICAL_SECTION& section) : m_section(section)
-    {
-        EnterCriticalSection(&m_section);
-    }
-    ~CKaScopedSection() { LeaveCriticalSection(&m_section); }
-    CKaScopedSection(const CKaScopedSection&) = delete;
-    CKaScopedSection& operator=(const CKaScopedSection&) = delete;
-
-private:
-    CRITICAL_SECTION& m_section;
-};
-
 // Runs one operation of the trace under its lock; the trace never lets a failure out.
 template <class F>
 void RunLocked(CRITICAL_SECTION& section, F&& operation) noexcept
 {
     try {
-        CKaScopedSection locked(section);
+        CKaSectionGuard locked(section);
         operation();
     } catch (...) {
     }
@@ -117,7 +104,7 @@ void CKaTraceFile::Start(int csidl, const wchar_t* subFolder, const wchar_t* fil
         const CKaString path = CKaString::Build(L"%s\\%s", folder.getSz(), fileName);
         const unsigned long widths[3] = {moduleWidth, classWidth, functionWidth};
 
-        CKaScopedSection locked(m_lock);
+        CKaSectionGuard locked(m_lock);
         if (categoryCount > MaxCategories) return;
         Initialize(path, categoryCount, categoryNames, widths);
         // Enabled comes last, so that starting writes a single block that shows all the rest.
@@ -363,10 +350,12 @@ void CKaTraceFile::WritePiece(const CKaString& text)
     if (text.getIsEmpty()) return;
     if (!m_file) m_file = _wfopen(m_path, L"a+t");
     if (!m_file) return;
-    const int size = WideCharToMultiByte(CP_ACP, 0, text, static_cast<int>(text.getLength()),
-                                         m_buffer, sizeof(m_buffer), nullptr, nullptr);
+    const unsigned long size =
+        KaTryUnitsToCodePage(CP_ACP, text, text.getLength(),
+                             reinterpret_cast<unsigned char*>(m_buffer), sizeof(m_buffer),
+                             nullptr, nullptr);
     if (size > 0) {
-        std::fwrite(m_buffer, 1, static_cast<std::size_t>(size), m_file);
+        std::fwrite(m_buffer, 1, size, m_file);
     } else {
         std::fputs("!#*$?\n", m_file);
     }

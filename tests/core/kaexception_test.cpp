@@ -96,3 +96,57 @@ TEST(KaWin32Error, PositiveErrorsBecomeHResultsTheRestStand)
         EXPECT_EQ(0, e.getCode());
     }
 }
+
+TEST(KaThrowIfFailed, FailuresAreThrownUnchangedSuccessCodesPass)
+{
+    EXPECT_EQ(S_OK, ThrownCode([] { KaThrowIfFailed(S_OK); }));
+    EXPECT_EQ(S_OK, ThrownCode([] { KaThrowIfFailed(S_FALSE); }));
+    EXPECT_EQ(E_NOINTERFACE, ThrownCode([] { KaThrowIfFailed(E_NOINTERFACE); }));
+    EXPECT_EQ(static_cast<long>(0x80070005), ThrownCode([] { KaThrowIfFailed(0x80070005); }));
+}
+
+// The boundaries of the range rules, near zero and near the top of 32 bits, where an end
+// computed as start + count would wrap.
+TEST(KaRangeRules, AStartMayBeTheSizeAnElementMustBeBelowIt)
+{
+    const unsigned long top = 0xFFFFFFFF;
+    auto range = [](unsigned long start, unsigned long count, unsigned long size) {
+        return ThrownCode([=] { KaCheckRange(start, count, size); });
+    };
+    EXPECT_EQ(S_OK, range(0, 0, 0));
+    EXPECT_EQ(S_OK, range(5, 0, 5));
+    EXPECT_EQ(S_OK, range(0, 5, 5));
+    EXPECT_EQ(S_OK, range(2, 3, 5));
+    EXPECT_EQ(S_OK, range(top, 0, top));
+    EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, range(6, 0, 5));
+    EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, range(1, 0, 0));
+    // A start beyond the size is reported before any count.
+    EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, range(6, top, 5));
+    EXPECT_EQ(KA_E_COUNT_OUT_OF_RANGE, range(3, 3, 5));
+    EXPECT_EQ(KA_E_COUNT_OUT_OF_RANGE, range(1, top, 5));
+    EXPECT_EQ(KA_E_COUNT_OUT_OF_RANGE, range(top, 1, top));
+
+    auto index = [](unsigned long i, unsigned long size) {
+        return ThrownCode([=] { KaCheckIndex(i, size); });
+    };
+    EXPECT_EQ(S_OK, index(0, 1));
+    EXPECT_EQ(S_OK, index(top - 1, top));
+    EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, index(0, 0));
+    EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, index(5, 5));
+    EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, index(top, top));
+
+    EXPECT_EQ(0u, KaCheckedIndex(0));
+    EXPECT_EQ(0x7FFFFFFFu, KaCheckedIndex(0x7FFFFFFF));
+    EXPECT_EQ(KA_E_INDEX_OUT_OF_RANGE, ThrownCode([] { KaCheckedIndex(-1); }));
+}
+
+TEST(KaLockMode, OnlyANodeLockedInPlaceRefusesToMove)
+{
+    EXPECT_EQ(0, KaLockNone);
+    EXPECT_EQ(1, KaLockLocked);
+    EXPECT_EQ(2, KaLockInPlace);
+    EXPECT_EQ(4u, sizeof(TKaLockMode));
+    EXPECT_EQ(S_OK, ThrownCode([] { KaCheckNotLockedInPlace(KaLockNone); }));
+    EXPECT_EQ(S_OK, ThrownCode([] { KaCheckNotLockedInPlace(KaLockLocked); }));
+    EXPECT_EQ(KA_E_LOCKED_IN_PLACE, ThrownCode([] { KaCheckNotLockedInPlace(KaLockInPlace); }));
+}

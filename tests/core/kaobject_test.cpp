@@ -159,10 +159,17 @@ TEST(KaObject, CountAndLockHoldAcrossThreads)
 
 TEST(KaNewDeleteMixin, ExhaustionIsOutOfMemoryBeforeAnyConstructorRuns)
 {
-    // An object too large for the address space; std::bad_alloc would escape ThrownCode.
-    struct CKaHuge : CKaObject
+    // std::bad_alloc would escape ThrownCode.
+    static bool constructed = false;
+    struct CKaProbe : CKaObject
     {
-        char payload[0x7FFFFF00];
+        CKaProbe() { constructed = true; }
     };
-    EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([] { CKaRef<CKaObject> ref(new CKaHuge); }));
+    {
+        CKaFailingAllocations failing;
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([] { CKaRef<CKaObject> ref(new CKaProbe); }));
+    }
+    EXPECT_FALSE(constructed);
+    CKaRef<CKaObject> ref(new CKaProbe);
+    EXPECT_TRUE(constructed);
 }

@@ -22,7 +22,7 @@ TEST(EncodingTest, ConvertsAsThePlatformDoes)
     for (unsigned short codePage : {CP_UTF8, 1200, 1201}) {
         for (int round = 0; round < 10; ++round) {
             const std::wstring text = source.AnyText(500);
-            const TBytes bytes = PlatformBytes(codePage, text);
+            const TKaBytes bytes = PlatformBytes(codePage, text);
             CKaRef<CKaEncoding> encoding = Encoding(codePage);
             EXPECT_EQ(bytes, Bytes(encoding->GetBytes(text.c_str(), true)));
             EXPECT_EQ(bytes, EncodeInPieces(encoding, text, source));
@@ -48,7 +48,7 @@ TEST(EncodingTest, EveryCodePageConvertsItsCharactersThereAndBack)
         ++tested;
         const std::wstring text = Representable(codePage);
         ASSERT_GT(text.size(), 100u);
-        const TBytes bytes = PlatformBytes(codePage, text);
+        const TKaBytes bytes = PlatformBytes(codePage, text);
         CKaRef<CKaEncoding> encoding = Encoding(codePage);
         EXPECT_EQ(text, Units(encoding->GetText(Buffer(bytes), true)));
         EXPECT_EQ(bytes, Bytes(encoding->GetBytes(text.c_str(), true)));
@@ -63,7 +63,7 @@ TEST(EncodingTest, InvalidBytesAreReplacedAsTheSystemDoesOrThrowItsError)
     const struct
     {
         unsigned short codePage;
-        TBytes bytes;
+        TKaBytes bytes;
     } cases[] = {{CP_UTF8, Bytes("a\xFF" "b\xC0\x80" "c\xED\xA0\x80")},
                  {932, {0x61, 0x81, 0x7F}}}; // a lead byte with a trail byte it cannot take
     for (const auto& c : cases) {
@@ -106,7 +106,7 @@ TEST(Utf16EncodingTest, UnpairedSurrogatesThrowOrStayOrBecomeTheReplacement)
     }
     EXPECT_EQ(KA_E_COUNT_OUT_OF_RANGE,
               ThrownCode([&] { encoding->GetText(Buffer({0x41, 0x00, 0x42}), false); }));
-    EXPECT_EQ(TBytes({0xFF, 0xFD}),
+    EXPECT_EQ(TKaBytes({0xFF, 0xFD}),
               Bytes(Encoding(1201)->GetBytes(CKaString(L"\xDC00"), L'\xFFFD')));
 }
 
@@ -125,3 +125,42 @@ TEST(MultiByteEncodingTest, UnmappableCharactersThrowOrBecomeTheDefaultOrTheRepl
 }
 
 } // namespace
+
+// Every class of the subsystem names itself zel.core.io.<class>, most derived first.
+TEST(EncodingTest, TypeIdentifiersFollowTheLibraryScheme)
+{
+    const std::wstring object = L"zel.common.object";
+    const std::wstring encoding = L"zel.core.io.encoding;" + object;
+    const std::wstring decoder = L"zel.core.io.encodingdecoder;" + object;
+    const std::wstring encoder = L"zel.core.io.encodingencoder;" + object;
+    const std::wstring reader = L"zel.core.io.textreader;" + object;
+    CKaRef<IKaStream> stream = MakeStream();
+    const struct
+    {
+        CKaRef<CKaObject> object;
+        std::wstring info;
+    } cases[] = {
+        {Encoding(CP_UTF8), L"zel.core.io.utf8encoding;" + encoding},
+        {Encoding(1201), L"zel.core.io.utf16encoding;" + encoding},
+        {Encoding(1252), L"zel.core.io.multibyteencoding;" + encoding},
+        {Encoding(CP_UTF8)->CreateDecoder(stream), L"zel.core.io.utf8encodingdecoder;" + decoder},
+        {Encoding(1200)->CreateDecoder(stream), L"zel.core.io.utf16encodingdecoder;" + decoder},
+        {Encoding(1252)->CreateDecoder(stream),
+         L"zel.core.io.multibyteencodingdecoder;" + decoder},
+        {KaCreateLosslessDecoder(Encoding(CP_UTF8), stream),
+         L"zel.core.io.losslessutf8decoder;zel.core.io.utf8encodingdecoder;" + decoder},
+        {KaCreateLosslessDecoder(Encoding(1200), stream),
+         L"zel.core.io.losslessutf16decoder;zel.core.io.utf16encodingdecoder;" + decoder},
+        {KaCreateLosslessDecoder(Encoding(1252), stream),
+         L"zel.core.io.losslessmultibytedecoder;zel.core.io.multibyteencodingdecoder;" +
+             decoder},
+        {Encoding(CP_UTF8)->CreateEncoder(stream), L"zel.core.io.utf8encodingencoder;" + encoder},
+        {Encoding(1200)->CreateEncoder(stream), L"zel.core.io.utf16encodingencoder;" + encoder},
+        {Encoding(1252)->CreateEncoder(stream),
+         L"zel.core.io.multibyteencodingencoder;" + encoder},
+        {new CKaTextReader(stream), reader},
+        {new CKaLosslessTextReader(stream), L"zel.core.io.losslesstextreader;" + reader},
+        {new CKaTextWriter(stream), L"zel.core.io.textwriter;" + object},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.info, Units(c.object->getObjectTypeInfo()));
+}

@@ -16,7 +16,7 @@ public:
     using CKaUtf16EncodingDecoder::Feed;
 };
 
-CKaRef<CKaEncodingDecoder> Utf8Decoder(const TBytes& bytes)
+CKaRef<CKaEncodingDecoder> Utf8Decoder(const TKaBytes& bytes)
 {
     return new CKaUtf8EncodingDecoder(MakeStream(bytes));
 }
@@ -41,7 +41,7 @@ TEST(DecoderCountTest, AUtf8FourByteTokenIsJudgedByTheSecondUnreadByte)
 {
     for (const char* text :
          {"\xF0\x9F\x98\x80", "a\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80\xF1\x80\x80\x80"}) {
-        const TBytes bytes = Bytes(text);
+        const TKaBytes bytes = Bytes(text);
         EXPECT_EQ(PlatformText(CP_UTF8, bytes), Units(Utf8Decoder(bytes)->ReadString()));
     }
     EXPECT_EQ(E_UNEXPECTED,
@@ -120,7 +120,7 @@ TEST(DecoderReadTest, ACharacterSplitByARefillIsOverwritten)
               ReadOneByOne(Encoding(1200)->CreateDecoder(
                   MakeStream(PlatformBytes(1200, L"\xD83D\xDE00")))));
     // The refill puts the trail byte over the lead byte.
-    const TBytes bytes = PlatformBytes(932, L"a\x3042");
+    const TKaBytes bytes = PlatformBytes(932, L"a\x3042");
     EXPECT_EQ((std::vector<std::wstring>{L"a", PlatformText(932, {bytes[2]}), std::wstring(1, 0),
                                          L""}),
               ReadOneByOne(Encoding(932)->CreateDecoder(MakeStream(bytes))));
@@ -128,11 +128,11 @@ TEST(DecoderReadTest, ACharacterSplitByARefillIsOverwritten)
 
 TEST(DecoderReadTest, InvalidDataEndsAStrictReadAndThrowsOnTheNext)
 {
-    const TBytes badTrail = {0x61, 0x81, 0x7F}; // a lead byte with a trail byte it cannot take
+    const TKaBytes badTrail = {0x61, 0x81, 0x7F}; // a lead byte with a trail byte it cannot take
     const struct
     {
         unsigned short codePage;
-        TBytes bytes;
+        TKaBytes bytes;
         std::wstring strict;
         long code; // of the next strict read; S_OK: an unfinished character stays unread
         std::wstring lenient;
@@ -181,6 +181,33 @@ TEST(DecoderReadTest, TargetsTakeTheCharactersFromTheirStartIndex)
     CKaSimpleBuffer<wchar_t> gap;
     EXPECT_EQ(1u, Utf8Decoder(Bytes("a"))->ReadChars(gap, 2));
     EXPECT_EQ(std::wstring(L"\0\0a", 3), std::wstring(gap.getBuffer(), gap.getSize()));
+}
+
+// A read of nothing returns 0 and leaves target and stream as they are, whatever its start
+// index, for every decoder: plain or lossless, over a stream or none.
+TEST(DecoderReadTest, AReadOfNothingChangesNothing)
+{
+    for (unsigned short codePage : {CP_UTF8, 1200, 1201, 1252}) {
+        SCOPED_TRACE(codePage);
+        const TKaBytes bytes = PlatformBytes(codePage, L"abc");
+        CKaRef<CKaEncodingDecoder> decoders[] = {
+            Encoding(codePage)->CreateDecoder(MakeStream(bytes)),
+            KaCreateLosslessDecoder(Encoding(codePage), MakeStream(bytes)),
+            Encoding(codePage)->CreateDecoder(nullptr)};
+        for (CKaRef<CKaEncodingDecoder>& decoder : decoders) {
+            for (unsigned long startIndex : {0ul, 1ul, 3ul, 5ul}) {
+                CKaString text(L"xyz");
+                EXPECT_EQ(0u, decoder->ReadString(text, 0, startIndex));
+                EXPECT_EQ(CKaString(L"xyz"), text);
+                CKaSimpleBuffer<wchar_t> chars(L"xyz", 3);
+                EXPECT_EQ(0u, decoder->ReadChars(chars, 0, startIndex));
+                EXPECT_EQ(std::wstring(L"xyz"), std::wstring(chars.getBuffer(), chars.getSize()));
+            }
+        }
+        // The bytes are all still there for the next read.
+        EXPECT_EQ(3u, decoders[0]->ReadString(3).getLength());
+        EXPECT_EQ(3u, decoders[1]->ReadString(3).getLength());
+    }
 }
 
 // Texts whose characters a refill never splits (the feeds ask for even byte counts, and every

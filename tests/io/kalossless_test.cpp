@@ -3,7 +3,7 @@
 
 namespace {
 
-CKaRef<CKaEncodingDecoder> Lossless(CKaRef<CKaEncoding> encoding, const TBytes& bytes,
+CKaRef<CKaEncodingDecoder> Lossless(CKaRef<CKaEncoding> encoding, const TKaBytes& bytes,
                                     unsigned long chunk = 0xFFFFFFFF)
 {
     return KaCreateLosslessDecoder(encoding, MakeStream(bytes, chunk));
@@ -11,7 +11,7 @@ CKaRef<CKaEncodingDecoder> Lossless(CKaRef<CKaEncoding> encoding, const TBytes& 
 
 // Reads the bytes through a lossless decoder in pieces of every size class, from a stream that
 // hands them out in random short reads, and expects the same text each time.
-void ExpectLosslessRead(CKaRef<CKaEncoding> encoding, const TBytes& bytes,
+void ExpectLosslessRead(CKaRef<CKaEncoding> encoding, const TKaBytes& bytes,
                         const std::wstring& expected, CTextSource& source)
 {
     for (unsigned long maxPiece : {1ul, 3ul, 64ul, 5000ul, 0xFFFFFFFEul}) {
@@ -44,7 +44,7 @@ TEST(LosslessTest, ReadsArbitraryBytesLikeTheWholeConversion)
 {
     CTextSource source(15);
     for (int round = 0; round < 40; ++round) {
-        TBytes bytes(200);
+        TKaBytes bytes(200);
         for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(source.Below(256));
         // Text behind the bytes keeps any unfinished character from reaching the end, where
         // the system's replacement depends on the end of its input.
@@ -59,12 +59,12 @@ TEST(LosslessTest, ReadsArbitraryBytesLikeTheWholeConversion)
 // them, or, with failOnInvalid, the text before them and then the codec's error.
 TEST(LosslessTest, InvalidDataIsReplacedOrThrowsAfterTheTextBeforeIt)
 {
-    const TBytes overlong = Bytes("ab\xE0\x80\x80");
-    const TBytes leadAtEnd = {0x61, 0x82};
+    const TKaBytes overlong = Bytes("ab\xE0\x80\x80");
+    const TKaBytes leadAtEnd = {0x61, 0x82};
     const struct
     {
         unsigned short codePage;
-        TBytes bytes;
+        TKaBytes bytes;
         std::wstring text;
         std::wstring strict;
         long code;
@@ -90,6 +90,17 @@ TEST(LosslessTest, InvalidDataIsReplacedOrThrowsAfterTheTextBeforeIt)
         EXPECT_EQ(c.strict, Units(decoder->ReadString(1000)));
         EXPECT_EQ(c.code, ThrownCode([&] { decoder->ReadString(1000); }));
     }
+}
+
+// At the end of the data the reader keeps the rule of the Unicode standard, not the system's
+// whole conversion (which on some systems swallows the text behind a cut-off sequence): every
+// maximal ill-formed part becomes one U+FFFD and what follows it stays.
+TEST(LosslessTest, ACutOffSequenceAtTheEndFollowsTheUnicodeRule)
+{
+    CTextSource source(17);
+    ExpectLosslessRead(Encoding(CP_UTF8), {0x61, 0xE2, 0x20}, L"a\xFFFD ", source);
+    ExpectLosslessRead(Encoding(CP_UTF8), {0x61, 0xF4, 0xF0}, L"a\xFFFD\xFFFD", source);
+    ExpectLosslessRead(Encoding(CP_UTF8), {0xE2, 0x82}, L"\xFFFD", source);
 }
 
 } // namespace

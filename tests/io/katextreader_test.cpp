@@ -54,7 +54,7 @@ TEST(TextReaderTest, OnlyLfAndCrLfEndALine)
     const struct
     {
         CKaRef<CKaEncoding> encoding;
-        TBytes bytes;
+        TKaBytes bytes;
         std::vector<std::wstring> lines;
     } cases[] = {
         // No encoding: UTF-16 little endian.
@@ -114,7 +114,7 @@ TEST(EncoderTest, AStrictEncoderRejectsAWriteWithAnUnpairedSurrogateWhole)
     EXPECT_EQ(KA_E_INVALID_UTF16, ThrownCode([&] { encoder->WriteString(L"y"); }));
     EXPECT_EQ(KA_E_INVALID_UTF16, ThrownCode([&] { encoder->Flush(); }));
     encoder->WriteString(L"\xDC00");
-    EXPECT_EQ(TBytes({0x00, 0x78, 0xD8, 0x00, 0xDC, 0x00}), stream->Bytes());
+    EXPECT_EQ(TKaBytes({0x00, 0x78, 0xD8, 0x00, 0xDC, 0x00}), stream->Bytes());
     // Without failOnInvalid the same units go out as they stand.
     encoder->setFailOnInvalid(false);
     encoder->WriteString(L"\xDC00\xD800" L"a");

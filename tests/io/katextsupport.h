@@ -9,28 +9,23 @@
 #include <zelka/zelka.h>
 #include "katest.h"
 
-typedef std::vector<unsigned char> TBytes;
+// The byte helpers of katest.h (TKaBytes, Bytes of a buffer) are the ones used here too.
 
-inline CKaByteBuffer Buffer(const TBytes& bytes)
+inline CKaByteBuffer Buffer(const TKaBytes& bytes)
 {
     return CKaByteBuffer(bytes.data(), static_cast<unsigned long>(bytes.size()));
 }
 
-inline TBytes Bytes(const CKaByteBuffer& buffer)
+inline TKaBytes Bytes(const char* text)
 {
-    return TBytes(buffer.getBuffer(), buffer.getBuffer() + buffer.getSize());
-}
-
-inline TBytes Bytes(const char* text)
-{
-    return TBytes(text, text + std::strlen(text));
+    return TKaBytes(text, text + std::strlen(text));
 }
 
 // A memory stream that hands out at most `chunk` bytes a read.
 class CTestStream : public CKaMemoryStream
 {
 public:
-    CTestStream(const TBytes& bytes, unsigned long chunk) : m_chunk(chunk)
+    CTestStream(const TKaBytes& bytes, unsigned long chunk) : m_chunk(chunk)
     {
         Create(Buffer(bytes));
     }
@@ -40,9 +35,9 @@ public:
         return CKaMemoryStream::Read(buffer, std::min(count, m_chunk));
     }
 
-    TBytes Bytes()
+    TKaBytes Bytes()
     {
-        TBytes bytes(static_cast<size_t>(getSize()));
+        TKaBytes bytes(static_cast<size_t>(getSize()));
         SetFromBegin(0);
         CKaMemoryStream::Read(bytes.data(), static_cast<unsigned long>(bytes.size()));
         return bytes;
@@ -52,7 +47,7 @@ private:
     unsigned long m_chunk;
 };
 
-inline CKaRef<CTestStream> MakeStream(const TBytes& bytes = TBytes(),
+inline CKaRef<CTestStream> MakeStream(const TKaBytes& bytes = TKaBytes(),
                                       unsigned long chunk = 0xFFFFFFFF)
 {
     return new CTestStream(bytes, chunk);
@@ -68,10 +63,10 @@ inline CKaRef<CKaEncoding> Encoding(unsigned short codePage)
 
 // The platform's own conversions, the reference the library is measured against; the bytes of
 // UTF-16 are its units in the code page's byte order.
-inline TBytes PlatformBytes(unsigned short codePage, const std::wstring& text)
+inline TKaBytes PlatformBytes(unsigned short codePage, const std::wstring& text)
 {
     if (codePage == 1200 || codePage == 1201) {
-        TBytes bytes;
+        TKaBytes bytes;
         for (wchar_t unit : text) {
             bytes.push_back(static_cast<unsigned char>(codePage == 1201 ? unit >> 8 : unit));
             bytes.push_back(static_cast<unsigned char>(codePage == 1201 ? unit : unit >> 8));
@@ -79,14 +74,14 @@ inline TBytes PlatformBytes(unsigned short codePage, const std::wstring& text)
         return bytes;
     }
     const int length = static_cast<int>(text.size());
-    TBytes bytes(WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr,
+    TKaBytes bytes(WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr,
                                      nullptr));
     WideCharToMultiByte(codePage, 0, text.data(), length, reinterpret_cast<char*>(bytes.data()),
                         static_cast<int>(bytes.size()), nullptr, nullptr);
     return bytes;
 }
 
-inline std::wstring PlatformText(unsigned short codePage, const TBytes& bytes)
+inline std::wstring PlatformText(unsigned short codePage, const TKaBytes& bytes)
 {
     const char* source = reinterpret_cast<const char*>(bytes.data());
     const int size = static_cast<int>(bytes.size());
@@ -199,7 +194,7 @@ inline std::wstring ReadInPieces(CKaRef<CKaEncodingDecoder> decoder, CTextSource
 
 // The bytes that an encoder of the encoding writes for the text, given to it in pieces of
 // random size.
-inline TBytes EncodeInPieces(CKaRef<CKaEncoding> encoding, const std::wstring& text,
+inline TKaBytes EncodeInPieces(CKaRef<CKaEncoding> encoding, const std::wstring& text,
                              CTextSource& source)
 {
     CKaRef<CTestStream> stream = MakeStream();

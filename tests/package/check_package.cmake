@@ -1,6 +1,6 @@
 # Installs the build into a scratch prefix, builds a separate project against it with
 # find_package(zelka), and runs that program from the installed bin folder under Wine.
-foreach(var BUILD_DIR SOURCE_DIR TOOLCHAIN)
+foreach(var BUILD_DIR SOURCE_DIR TOOLCHAIN WINE)
   if(NOT DEFINED ${var})
     message(FATAL_ERROR "${var} is not set")
   endif()
@@ -21,4 +21,4 @@ run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/consumer -B ${work}/consumer
     -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DCMAKE_PREFIX_PATH=${work}/prefix)
 run(${CMAKE_COMMAND} --build ${work}/consumer)
 file(COPY ${work}/consumer/consumer.exe DESTINATION ${work}/prefix/bin)
-run(wine ${work}/prefix/bin/consumer.exe)
+run(${WINE} ${work}/prefix/bin/consumer.exe)

@@ -113,8 +113,14 @@ TEST(KaStringStorage, TextFromTheStringItself)
 TEST(KaStringStorage, AllocationFailureLeavesTheStringUnchanged)
 {
     CKaString s(L"keep");
-    EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0x7FFFFFF0u); }));
-    EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0x7FFFFFFFu); })); // bytes beyond 32 bits
+    {
+        CKaFailingAllocations failing;
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(100); }));
+        EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Append(L" more"); }));
+    }
+    // Blocks beyond 32 bits are refused by rule, whatever the address space.
+    EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0x7FFFFFF8u); }));
+    EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0x7FFFFFFFu); }));
     EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.Grow(0xFFFFFFFFu); }));
     EXPECT_EQ(E_OUTOFMEMORY, ThrownCode([&] { s.SetLengthFill(0xFFFFFFF0u, L'x'); }));
     EXPECT_EQ(L"keep", s);

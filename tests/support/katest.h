@@ -37,6 +37,19 @@ inline TKaBytes Bytes(const CKaSimpleBuffer<unsigned char>& buffer)
     return TKaBytes(buffer.getBuffer(), buffer.getBuffer() + buffer.getSize());
 }
 
+// The library's test seam for exhausted memory (see src/core/kaallocation.cpp).
+extern "C" __declspec(dllimport) void ZelkaInternalFailAllocations(long fail);
+
+// Every allocation of the library fails while one of these lives.
+class CKaFailingAllocations
+{
+public:
+    CKaFailingAllocations() { ZelkaInternalFailAllocations(1); }
+    ~CKaFailingAllocations() { ZelkaInternalFailAllocations(0); }
+    CKaFailingAllocations(const CKaFailingAllocations&) = delete;
+    CKaFailingAllocations& operator=(const CKaFailingAllocations&) = delete;
+};
+
 // The status code a call throws as CKaException, or S_OK when it throws nothing.
 template <class F>
 long ThrownCode(F&& call)
