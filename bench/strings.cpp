@@ -11,31 +11,6 @@
 
 namespace {
 
-// Keeps the compiler from dropping or hoisting work whose result is otherwise unused.
-template <class T>
-void Keep(T& value)
-{
-    asm volatile("" : "+m"(value) : : "memory");
-}
-
-// Seconds for one call of each of `ours` and `baseline`, the best of many runs of `rounds` calls.
-template <class Ours, class Baseline>
-TKaBenchTimes Time(long rounds, Ours ours, Baseline baseline)
-{
-    TKaBenchTimes best = KaBenchBest(
-        21, [&] { for (long i = 0; i < rounds; ++i) ours(); },
-        [&] { for (long i = 0; i < rounds; ++i) baseline(); });
-    best.library /= rounds;
-    best.baseline /= rounds;
-    return best;
-}
-
-void Report(const char* what, TKaBenchTimes times, const char* aim)
-{
-    std::printf("%-44s %11.1f ns %11.1f ns  ratio %6.2f  (aim: %s)\n", what, times.library * 1e9,
-                times.baseline * 1e9, times.baseline / times.library, aim);
-}
-
 // A text of `length` characters: letters cycling through a..y, no 'z'.
 std::wstring Letters(unsigned long length)
 {
@@ -48,17 +23,17 @@ void BenchCopy()
 {
     const std::wstring text = Letters(100);
     const CKaString ka(text.c_str());
-    const TKaBenchTimes times = Time(
+    const TKaBenchTimes times = KaBenchPerCall(21, 
         200000,
         [&] {
             CKaString copy = ka;
-            Keep(copy);
+            KaBenchKeep(copy);
         },
         [&] {
             std::wstring copy = text;
-            Keep(copy);
+            KaBenchKeep(copy);
         });
-    Report("copy a 100-character string", times, "ratio >= 5");
+    KaBenchReport("copy a 100-character string", times, "ratio >= 5");
 }
 
 void BenchSearch(unsigned long length)
@@ -75,44 +50,44 @@ void BenchSearch(unsigned long length)
     char label[64];
 
     std::snprintf(label, sizeof label, "Find in %lu characters vs wcschr", length);
-    Report(label,
-           Time(
+    KaBenchReport(label,
+           KaBenchPerCall(21, 
                rounds,
                [&] {
                    ka.Find(L'z', pos);
-                   Keep(pos);
+                   KaBenchKeep(pos);
                },
                [&] {
                    const wchar_t* found = wcschr(raw, L'z');
-                   Keep(found);
+                   KaBenchKeep(found);
                }),
            "ratio >= 0.91");
 
     std::snprintf(label, sizeof label, "FindString in %lu characters vs wcsstr", length);
-    Report(label,
-           Time(
+    KaBenchReport(label,
+           KaBenchPerCall(21, 
                rounds,
                [&] {
                    ka.FindString(sub, pos);
-                   Keep(pos);
+                   KaBenchKeep(pos);
                },
                [&] {
                    const wchar_t* found = wcsstr(raw, sub);
-                   Keep(found);
+                   KaBenchKeep(found);
                }),
            "ratio >= 0.91");
 
     std::snprintf(label, sizeof label, "Compare %lu characters vs wcscmp", length);
-    Report(label,
-           Time(
+    KaBenchReport(label,
+           KaBenchPerCall(21, 
                rounds,
                [&] {
                    long order = ka.Compare(rawOther);
-                   Keep(order);
+                   KaBenchKeep(order);
                },
                [&] {
                    int order = wcscmp(raw, rawOther);
-                   Keep(order);
+                   KaBenchKeep(order);
                }),
            "ratio >= 0.91");
 }
@@ -130,7 +105,7 @@ void BenchAppend()
         for (unsigned long length = 0; length < total; length += piece) {
             built.Append(text.c_str(), piece);
         }
-        Keep(built);
+        KaBenchKeep(built);
     };
     const auto baseline = [&](bool reserve) {
         std::wstring built;
@@ -138,11 +113,11 @@ void BenchAppend()
         for (unsigned long length = 0; length < total; length += piece) {
             built.append(text.c_str(), piece);
         }
-        Keep(built);
+        KaBenchKeep(built);
     };
-    Report("build 1 MB by Append vs wstring appends", Time(1, ours, [&] { baseline(false); }),
+    KaBenchReport("build 1 MB by Append vs wstring appends", KaBenchPerCall(21, 1, ours, [&] { baseline(false); }),
            "ratio >= 1");
-    Report("build 1 MB by Append vs reserved wstring", Time(1, ours, [&] { baseline(true); }),
+    KaBenchReport("build 1 MB by Append vs reserved wstring", KaBenchPerCall(21, 1, ours, [&] { baseline(true); }),
            "none, for scale");
 }
 
@@ -150,7 +125,7 @@ void BenchAppend()
 
 int main()
 {
-    std::printf("%-44s %14s %14s  (ratio = baseline / CKaString; above 1 is faster)\n",
+    std::printf("%-46s %14s %14s  (ratio = baseline / CKaString; above 1 is faster)\n",
                 "measure", "CKaString", "baseline");
     BenchCopy();
     BenchSearch(100);

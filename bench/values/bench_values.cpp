@@ -1,6 +1,6 @@
 // Speed of the BSTR string and the value types against the platform's own calls, measured in the
 // same run: copying a CKaSysString against SysAllocStringLen copies, date conversions against
-// SystemTimeToFileTime/FileTimeToSystemTime, and GUID text both ways against
+// FileTimeToSystemTime/SystemTimeToFileTime, and GUID text both ways against
 // StringFromGUID2/CLSIDFromString. Each pair is checked to give the same result first.
 #include <windows.h>
 #include <cstdio>
@@ -11,30 +11,7 @@
 
 namespace {
 
-template <class T>
-void Keep(T& value)
-{
-    asm volatile("" : "+m"(value) : : "memory");
-}
-
-template <class Ours, class Baseline>
-TKaBenchTimes Time(long rounds, Ours ours, Baseline baseline)
-{
-    TKaBenchTimes best = KaBenchBest(
-        15, [&] { for (long i = 0; i < rounds; ++i) ours(); },
-        [&] { for (long i = 0; i < rounds; ++i) baseline(); });
-    best.library /= rounds;
-    best.baseline /= rounds;
-    return best;
-}
-
-void Report(const char* what, TKaBenchTimes times, const char* aim, long perRun = 1)
-{
-    times.library /= perRun;
-    times.baseline /= perRun;
-    std::printf("%-46s %9.1f ns %9.1f ns  ratio %6.2f  (aim: %s)\n", what, times.library * 1e9,
-                times.baseline * 1e9, times.baseline / times.library, aim);
-}
+const int g_runs = 15;
 
 void Check(bool same, const char* what)
 {
@@ -58,29 +35,31 @@ void BenchSysStringCopy()
               "BSTR copies");
         SysFreeString(other);
     }
-    Report("copy a 100-character BSTR string", Time(
-               200000,
-               [&] {
-                   CKaSysString copy = ours;
-                   Keep(copy);
-               },
-               [&] {
-                   BSTR copy = SysAllocStringLen(theirs, SysStringLen(theirs));
-                   Keep(copy);
-                   SysFreeString(copy);
-               }),
-           "ratio >= 5");
+    const auto copyOurs = [&] {
+        CKaSysString copy = ours;
+        KaBenchKeep(copy);
+    };
+    const auto copyTheirs = [&] {
+        BSTR copy = SysAllocStringLen(theirs, SysStringLen(theirs));
+        KaBenchKeep(copy);
+        SysFreeString(copy);
+    };
+    KaBenchReport("copy a 100-character BSTR string",
+                  KaBenchPerCall(g_runs, 200000, copyOurs, copyTheirs), "ratio >= 5");
     SysFreeString(theirs);
 }
 
-// Day counts of the library against FILETIME days (counted from 1601).
+// FILETIME ticks of a whole day.
+const unsigned __int64 g_ticksPerDay = 864000000000ULL;
+
+// Day counts of the library against FILETIME days (counted from 1601), one date a call.
 void BenchDates()
 {
     const long days1601 = CKaDate(1601, 1, 1, 0).getDays();
     const long first = CKaDate(1700, 1, 1, 0).getDays();
-    const long count = 100000;
+    const long count = 200000;
     const auto fileTimeOf = [&](long days) {
-        const unsigned __int64 ticks = static_cast<unsigned __int64>(days - days1601) * 864000000000ULL;
+        const unsigned __int64 ticks = static_cast<unsigned __int64>(days - days1601) * g_ticksPerDay;
         FILETIME ft;
         ft.dwLowDateTime = static_cast<DWORD>(ticks);
         ft.dwHighDateTime = static_cast<DWORD>(ticks >> 32);
@@ -95,34 +74,23 @@ void BenchDates()
         Check(y == st.wYear && m == st.wMonth && d == st.wDay, "date decomposition");
     }
 
+    long n = first;
     long sum = 0;
-    Report("decompose a day count vs FileTimeToSystemTime", Time(
-               1,
-               [&] {
-                   for (long n = first; n < first + count; ++n) {
-                       long y, m, d;
-                       CKaDate(n, 0).GetDate(y, m, d);
-                       sum += d;
-                   }
-               },
-               [&] {
-                   for (long n = first; n < first + count; ++n) {
-                       SYSTEMTIME st;
-                       FILETIME ft = fileTimeOf(n);
-                       FileTimeToSystemTime(&ft, &st);
-                       sum += st.wDay;
-                   }
-               }),
-           "ratio >= 1", count);
-    Keep(sum);
-    std::printf("%-46s %9.0f per second\n", "  dates decomposed",
-                count / Time(1, [&] {
-                    for (long n = first; n < first + count; ++n) {
-                        long y, m, d;
-                        CKaDate(n, 0).GetDate(y, m, d);
-                        sum += y;
-                    }
-                }, [] {}).library);
+    const TKaBenchTimes decomposed = KaBenchPerCall(
+        g_runs, count,
+        [&] {
+            long y, m, d;
+            CKaDate(first + ++n % count, 0).GetDate(y, m, d);
+            sum += d;
+        },
+        [&] {
+            SYSTEMTIME st;
+            FILETIME ft = fileTimeOf(first + ++n % count);
+            FileTimeToSystemTime(&ft, &st);
+            sum += st.wDay;
+        });
+    KaBenchReport("decompose a day count vs FileTimeToSystemTime", decomposed, "ratio >= 1");
+    std::printf("  %.0f dates decomposed a second\n", 1 / decomposed.library);
 
     SYSTEMTIME st = {};
     st.wYear = 2024;
@@ -130,27 +98,28 @@ void BenchDates()
     st.wDay = 29;
     FILETIME ft;
     SystemTimeToFileTime(&st, &ft);
-    const unsigned __int64 ticks = (static_cast<unsigned __int64>(ft.dwHighDateTime) << 32) | ft.dwLowDateTime;
-    Check(CKaDate(2024, 2, 29, 0).getDays() - days1601 == static_cast<long>(ticks / 864000000000ULL),
+    const unsigned __int64 ticks =
+        (static_cast<unsigned __int64>(ft.dwHighDateTime) << 32) | ft.dwLowDateTime;
+    Check(CKaDate(2024, 2, 29, 0).getDays() - days1601 == static_cast<long>(ticks / g_ticksPerDay),
           "date composition");
-    Report("compose a date vs SystemTimeToFileTime", Time(
-               1,
-               [&] {
-                   for (long i = 0; i < count; ++i) {
-                       sum += CKaDate(1700 + i % 600, 1 + i % 12, 1 + i % 28, 0).getDays();
-                   }
-               },
-               [&] {
-                   for (long i = 0; i < count; ++i) {
-                       st.wYear = static_cast<WORD>(1700 + i % 600);
-                       st.wMonth = static_cast<WORD>(1 + i % 12);
-                       st.wDay = static_cast<WORD>(1 + i % 28);
-                       SystemTimeToFileTime(&st, &ft);
-                       sum += ft.dwLowDateTime;
-                   }
-               }),
-           "ratio >= 1", count);
-    Keep(sum);
+    long i = 0;
+    const TKaBenchTimes composed = KaBenchPerCall(
+        g_runs, count,
+        [&] {
+            ++i;
+            sum += CKaDate(1700 + i % 600, 1 + i % 12, 1 + i % 28, 0).getDays();
+        },
+        [&] {
+            ++i;
+            st.wYear = static_cast<WORD>(1700 + i % 600);
+            st.wMonth = static_cast<WORD>(1 + i % 12);
+            st.wDay = static_cast<WORD>(1 + i % 28);
+            SystemTimeToFileTime(&st, &ft);
+            sum += ft.dwLowDateTime;
+        });
+    KaBenchReport("compose a date vs SystemTimeToFileTime", composed, "ratio >= 1");
+    std::printf("  %.0f dates composed a second\n", 1 / composed.library);
+    KaBenchKeep(sum);
 }
 
 void BenchGuidText()
@@ -164,30 +133,32 @@ void BenchGuidText()
     Check(CKaGuid(text) == parsed, "GUID from text");
     const CKaString braced(text);
 
-    Report("GUID to braced text vs StringFromGUID2", Time(
-               100000,
-               [&] {
-                   CKaString s = guid.getAsBracedString();
-                   Keep(s);
-               },
-               [&] {
-                   wchar_t out[40];
-                   StringFromGUID2(guid, out, 40);
-                   Keep(out);
-               }),
-           "ratio 1.0");
-    Report("GUID from braced text vs CLSIDFromString", Time(
-               100000,
-               [&] {
-                   CKaGuid g(braced);
-                   Keep(g);
-               },
-               [&] {
-                   GUID g;
-                   CLSIDFromString(text, &g);
-                   Keep(g);
-               }),
-           "ratio 1.0");
+    KaBenchReport("GUID to braced text vs StringFromGUID2",
+                  KaBenchPerCall(
+                      g_runs, 100000,
+                      [&] {
+                          CKaString s = guid.getAsBracedString();
+                          KaBenchKeep(s);
+                      },
+                      [&] {
+                          wchar_t out[40];
+                          StringFromGUID2(guid, out, 40);
+                          KaBenchKeep(out);
+                      }),
+                  "ratio 1.0");
+    KaBenchReport("GUID from braced text vs CLSIDFromString",
+                  KaBenchPerCall(
+                      g_runs, 100000,
+                      [&] {
+                          CKaGuid g(braced);
+                          KaBenchKeep(g);
+                      },
+                      [&] {
+                          GUID g;
+                          CLSIDFromString(text, &g);
+                          KaBenchKeep(g);
+                      }),
+                  "ratio 1.0");
 }
 
 } // namespace
