@@ -3,6 +3,7 @@
 
 // Calendar arithmetic shared by the date and time classes; not part of the library's interface.
 #include <climits>
+#include "zelka/kabinary.h"
 #include "zelka/kaexception.h"
 
 namespace KaCalendar {
@@ -64,6 +65,47 @@ inline __int64 WrappedNegation(__int64 a)
 inline long Wrapped32(unsigned long value)
 {
     return static_cast<long>(value);
+}
+
+// Dates, times and date-times write their count, then their zone in 16 bits (cut on writing,
+// sign-extended on reading). A value read short throws before the target changes.
+inline void WriteCount(CKaBinaryWriter& target, long count)
+{
+    target.WriteI4(count);
+}
+
+inline void WriteCount(CKaBinaryWriter& target, __int64 count)
+{
+    target.WriteI8(count);
+}
+
+inline void ReadCount(CKaBinaryReader& source, long& count)
+{
+    count = source.ReadI4();
+}
+
+inline void ReadCount(CKaBinaryReader& source, __int64& count)
+{
+    count = source.ReadI8();
+}
+
+template <class T>
+void WriteZoned(CKaRef<CKaBinaryWriter>& writer, T count, long timeZone)
+{
+    CKaBinaryWriter& target = *writer;
+    WriteCount(target, count);
+    target.WriteI2(static_cast<short>(timeZone));
+}
+
+template <class T>
+void ReadZoned(CKaRef<CKaBinaryReader>& reader, T& count, long& timeZone)
+{
+    CKaBinaryReader& source = *reader;
+    T readCount;
+    ReadCount(source, readCount);
+    const short readZone = source.ReadI2();
+    count = readCount;
+    timeZone = readZone;
 }
 
 } // namespace KaCalendar

@@ -120,18 +120,12 @@ long CKaDate::Compare(const CKaDate& other) const
 
 void CKaDate::Serialize(CKaRef<CKaBinaryWriter> writer) const
 {
-    CKaBinaryWriter& target = *writer;
-    target.WriteI4(m_days);
-    target.WriteI2(static_cast<short>(m_timeZone));
+    WriteZoned(writer, m_days, m_timeZone);
 }
 
 void CKaDate::Deserialize(CKaRef<CKaBinaryReader> reader)
 {
-    CKaBinaryReader& source = *reader;
-    const long days = source.ReadI4();
-    const short timeZone = source.ReadI2();
-    m_days = days;
-    m_timeZone = timeZone;
+    ReadZoned(reader, m_days, m_timeZone);
 }
 
 unsigned long CKaDate::GetSerializeSize(CKaRef<CKaBinaryStreamerAspect> aspect) const
@@ -254,18 +248,12 @@ long CKaTime::Compare(const CKaTime& other) const
 
 void CKaTime::Serialize(CKaRef<CKaBinaryWriter> writer) const
 {
-    CKaBinaryWriter& target = *writer;
-    target.WriteI4(m_milliSeconds);
-    target.WriteI2(static_cast<short>(m_timeZone));
+    WriteZoned(writer, m_milliSeconds, m_timeZone);
 }
 
 void CKaTime::Deserialize(CKaRef<CKaBinaryReader> reader)
 {
-    CKaBinaryReader& source = *reader;
-    const long milliSeconds = source.ReadI4();
-    const short timeZone = source.ReadI2();
-    m_milliSeconds = milliSeconds;
-    m_timeZone = timeZone;
+    ReadZoned(reader, m_milliSeconds, m_timeZone);
 }
 
 unsigned long CKaTime::GetSerializeSize(CKaRef<CKaBinaryStreamerAspect> aspect) const

@@ -7,6 +7,23 @@ using namespace KaCalendar;
 
 namespace {
 
+// One field of the date or the time part changed through that part's setter.
+template <class Value>
+void ChangeDate(CKaDateTime& t, void (CKaDate::*set)(Value), Value value)
+{
+    CKaDate date = t.getDate();
+    (date.*set)(value);
+    t.setDate(date);
+}
+
+template <class Value>
+void ChangeTime(CKaDateTime& t, void (CKaTime::*set)(Value), Value value)
+{
+    CKaTime time = t.getTime();
+    (time.*set)(value);
+    t.setTime(time);
+}
+
 // The zone a date-time built from `date` takes, which the date must share.
 long SharedZone(const CKaDate& date, long timeZone)
 {
@@ -212,23 +229,17 @@ void CKaDateTime::SetTime(long hour, long minute, long second, long milliSecond,
 
 void CKaDateTime::setYear(long year)
 {
-    CKaDate date = getDate();
-    date.setYear(year);
-    setDate(date);
+    ChangeDate(*this, &CKaDate::setYear, year);
 }
 
 void CKaDateTime::setMonth(long month)
 {
-    CKaDate date = getDate();
-    date.setMonth(month);
-    setDate(date);
+    ChangeDate(*this, &CKaDate::setMonth, month);
 }
 
 void CKaDateTime::setDay(long day)
 {
-    CKaDate date = getDate();
-    date.setDay(day);
-    setDate(date);
+    ChangeDate(*this, &CKaDate::setDay, day);
 }
 
 void CKaDateTime::setDays(long days)
@@ -238,30 +249,22 @@ void CKaDateTime::setDays(long days)
 
 void CKaDateTime::setHour(long hour)
 {
-    CKaTime time = getTime();
-    time.setHour(hour);
-    setTime(time);
+    ChangeTime(*this, &CKaTime::setHour, hour);
 }
 
 void CKaDateTime::setMinute(long minute)
 {
-    CKaTime time = getTime();
-    time.setMinute(minute);
-    setTime(time);
+    ChangeTime(*this, &CKaTime::setMinute, minute);
 }
 
 void CKaDateTime::setSecond(long second)
 {
-    CKaTime time = getTime();
-    time.setSecond(second);
-    setTime(time);
+    ChangeTime(*this, &CKaTime::setSecond, second);
 }
 
 void CKaDateTime::setMilliSecond(long milliSecond)
 {
-    CKaTime time = getTime();
-    time.setMilliSecond(milliSecond);
-    setTime(time);
+    ChangeTime(*this, &CKaTime::setMilliSecond, milliSecond);
 }
 
 // ---- arithmetic -----------------------------------------------------------------------------
@@ -357,18 +360,12 @@ long CKaDateTime::Compare(const CKaDateTime& other) const
 
 void CKaDateTime::Serialize(CKaRef<CKaBinaryWriter> writer) const
 {
-    CKaBinaryWriter& target = *writer;
-    target.WriteI8(m_milliSeconds);
-    target.WriteI2(static_cast<short>(m_timeZone));
+    WriteZoned(writer, m_milliSeconds, m_timeZone);
 }
 
 void CKaDateTime::Deserialize(CKaRef<CKaBinaryReader> reader)
 {
-    CKaBinaryReader& source = *reader;
-    const __int64 milliSeconds = source.ReadI8();
-    const short timeZone = source.ReadI2();
-    m_milliSeconds = milliSeconds;
-    m_timeZone = timeZone;
+    ReadZoned(reader, m_milliSeconds, m_timeZone);
 }
 
 unsigned long CKaDateTime::GetSerializeSize(CKaRef<CKaBinaryStreamerAspect> aspect) const

@@ -26,6 +26,8 @@ struct TSpanFields
     }
 
     __int64 Composed() const;
+    // The span with one field replaced, sign and other fields kept.
+    static __int64 WithField(__int64 duration, long TSpanFields::*field, long value);
 
     bool negative;
     long days, hours, minutes, seconds, milliSeconds;
@@ -58,6 +60,13 @@ __int64 CKaTimeSpan::Compose(bool negative, long days, long hours, long minutes,
 __int64 TSpanFields::Composed() const
 {
     return CKaTimeSpan(negative, days, hours, minutes, seconds, milliSeconds).getDuration();
+}
+
+__int64 TSpanFields::WithField(__int64 duration, long TSpanFields::*field, long value)
+{
+    TSpanFields fields(duration);
+    fields.*field = value;
+    return fields.Composed();
 }
 
 void CKaTimeSpan::Decompose(__int64 duration, bool& negative, long& days, long& hours,
@@ -116,37 +125,27 @@ long CKaTimeSpan::getMilliSeconds() const
 
 void CKaTimeSpan::setDays(long days)
 {
-    TSpanFields f(m_duration);
-    f.days = days;
-    m_duration = f.Composed();
+    m_duration = TSpanFields::WithField(m_duration, &TSpanFields::days, days);
 }
 
 void CKaTimeSpan::setHours(long hours)
 {
-    TSpanFields f(m_duration);
-    f.hours = hours;
-    m_duration = f.Composed();
+    m_duration = TSpanFields::WithField(m_duration, &TSpanFields::hours, hours);
 }
 
 void CKaTimeSpan::setMinutes(long minutes)
 {
-    TSpanFields f(m_duration);
-    f.minutes = minutes;
-    m_duration = f.Composed();
+    m_duration = TSpanFields::WithField(m_duration, &TSpanFields::minutes, minutes);
 }
 
 void CKaTimeSpan::setSeconds(long seconds)
 {
-    TSpanFields f(m_duration);
-    f.seconds = seconds;
-    m_duration = f.Composed();
+    m_duration = TSpanFields::WithField(m_duration, &TSpanFields::seconds, seconds);
 }
 
 void CKaTimeSpan::setMilliSeconds(long milliSeconds)
 {
-    TSpanFields f(m_duration);
-    f.milliSeconds = milliSeconds;
-    m_duration = f.Composed();
+    m_duration = TSpanFields::WithField(m_duration, &TSpanFields::milliSeconds, milliSeconds);
 }
 
 CKaTimeSpan CKaTimeSpan::operator+(const CKaTimeSpan& other) const
