@@ -21,6 +21,7 @@
 #include "kadatetime.h"
 #include "kageometry.h"
 #include "kamodule.h"
+#include "karegkey.h"
 #include "kastream.h"
 #include "kabinary.h"
 #include "kaencoding.h"

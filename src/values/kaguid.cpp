@@ -236,9 +236,11 @@ CKaString CKaGuid::ToString(bool braced) const
 CKaString CKaGuid::ToProgId() const
 {
     if (getIsNull()) return CKaString();
-    CKaOwnedCoTaskText progId;
-    KaThrowIfFailed(ProgIDFromCLSID(*this, progId.Receive()));
-    return CKaString(progId.Get());
+    LPOLESTR progId = nullptr;
+    const HRESULT result = ProgIDFromCLSID(*this, &progId);
+    const CKaOwnedCoTaskMem owned(progId);
+    KaThrowIfFailed(result);
+    return CKaString(progId);
 }
 
 void CKaGuid::FromProgId(const CKaString& progId)
