@@ -23,6 +23,7 @@
 #include "kamodule.h"
 #include "karegkey.h"
 #include "kastream.h"
+#include "kabufferedstream.h"
 #include "kabinary.h"
 #include "kaencoding.h"
 #include "katextreader.h"
