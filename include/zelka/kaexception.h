@@ -2,7 +2,6 @@
 #define ZELKA_KAEXCEPTION_H
 
 #include <cstdarg>
-#include <utility>
 #include "kacodes.h"
 #include "kalockmode.h"
 #include "kaobject.h"
@@ -43,21 +42,18 @@ private:
     CKaRef<CKaError> m_error;
 };
 
-// The creatable form of an error class. Today it only counts through CKaObject; it is the place
-// where an error's COM face (QueryInterface and the dispatch interface) attaches, so callers
-// that create errors through it need no change when that face exists.
+// The creatable form of a library object and the COM face of errors (kacomobject.h).
 template <class T>
-class CKaComObject final : public T
-{
-public:
-    template <class... Args>
-    explicit CKaComObject(Args&&... args) : T(std::forward<Args>(args)...) {}
-};
+class CKaComObject;
+class CKaErrorFace;
 
 // An error record: an HRESULT in a counted object that can travel with an exception.
 class ZELKA_API CKaError : public CKaObject
 {
 public:
+    // What CKaComObject<CKaError> adds: IZELKaError for COM clients.
+    typedef CKaErrorFace TComFace;
+
     // Creates an error (always inside its creatable wrapper).
     static CKaRef<CKaError> Build(long code);
 
@@ -90,6 +86,9 @@ ZELKA_API long KaHResultFromWin32(long error);
 [[noreturn]] ZELKA_API void KaThrowLastError();
 // A failing COM result is thrown unchanged as CKaCodeException; success codes pass.
 ZELKA_API void KaThrowIfFailed(HRESULT hr);
+// Inside a catch block: the code of the exception being handled, E_UNEXPECTED for one that is
+// not a CKaException. Where a failure must become a result (COM methods, DllMain).
+ZELKA_API long KaCaughtCode();
 
 // The range rules of every indexed container. The checks are inline because they sit in the
 // paths that run per element or per append; the throws are out of line.
@@ -117,5 +116,8 @@ inline unsigned long KaCheckedIndex(int index)
     if (index < 0) KaThrowIndexOutOfRange();
     return static_cast<unsigned long>(index);
 }
+
+// Errors are created as CKaComObject<T>: whoever sees the error classes sees that template.
+#include "kacomobject.h"
 
 #endif

@@ -26,6 +26,13 @@ struct TKaNullHandleTraits
     static void Close(Handle h) { CloseFunction(h); }
 };
 
+// Text a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...); the
+// allocator's own free function takes any pointer.
+inline void WINAPI KaCoTaskMemFreeText(wchar_t* text)
+{
+    CoTaskMemFree(text);
+}
+
 // Sole owner of one system resource: closes it when it goes, unless it was released first.
 // Closing keeps the thread's last error, so a failure path can close what it holds and then
 // still report the error that made it fail.
@@ -89,8 +96,8 @@ typedef CKaOwnedHandle<TKaNullHandleTraits<HGLOBAL, HGLOBAL, GlobalFree>> CKaOwn
 typedef CKaOwnedHandle<TKaNullHandleTraits<HLOCAL, HLOCAL, LocalFree>> CKaOwnedLocal;
 typedef CKaOwnedHandle<TKaNullHandleTraits<BSTR, void, SysFreeString>> CKaOwnedBstr;
 typedef CKaOwnedHandle<TKaNullHandleTraits<HMODULE, BOOL, FreeLibrary>> CKaOwnedModule;
-// Memory a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...).
-typedef CKaOwnedHandle<TKaNullHandleTraits<LPVOID, void, CoTaskMemFree>> CKaOwnedCoTaskMem;
+typedef CKaOwnedHandle<TKaNullHandleTraits<wchar_t*, void, KaCoTaskMemFreeText>>
+    CKaOwnedCoTaskText;
 
 // Holds a critical section for a scope.
 class CKaSectionGuard

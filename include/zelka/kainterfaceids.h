@@ -1,12 +1,10 @@
 #ifndef ZELKA_KAINTERFACEIDS_H
 #define ZELKA_KAINTERFACEIDS_H
 
-#include "kaexport.h"
-
-// The library's own COM interfaces, for which errors carry rich error information.
-extern "C" ZELKA_API const IID IID_IZELKaError;
-extern "C" ZELKA_API const IID IID_IZELKaComError;
-extern "C" ZELKA_API const IID IID_IZELKaObject;
-extern "C" ZELKA_API const IID IID_IZELKaObjectSet;
+// The library's COM interfaces, its type library LIBID_ZELCORE2 and its classes, generated
+// from zelcore2.idl. The identifiers are defined here as well (as shared constants), so a
+// program that uses them needs nothing more to link.
+#include "zelka/zelcore2.h"
+#include "zelka/zelcore2_i.h"
 
 #endif

@@ -29,6 +29,8 @@
 #include "katextreader.h"
 #include "katextwriter.h"
 #include "kainterfaceids.h"
+#include "kacomobject.h"
+#include "kacomerror.h"
 #include "katrace.h"
 #include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 

@@ -1,6 +1,4 @@
 #include "zelka/kaexception.h"
-#include <cstring>
-#include "zelka/kainterfaceids.h"
 
 CKaException::~CKaException() = default;
 
@@ -50,12 +48,7 @@ void CKaError::Throw()
 
 bool CKaError::DoesInterfaceSupportErrorInfo(const GUID& iid)
 {
-    static const IID* const supported[] = {&IID_IZELKaError, &IID_IZELKaComError,
-                                           &IID_IZELKaObject, &IID_IZELKaObjectSet};
-    for (const IID* candidate : supported) {
-        if (std::memcmp(candidate, &iid, sizeof(GUID)) == 0) return true;
-    }
-    return false;
+    return KaIsLibraryInterface(iid);
 }
 
 long CKaError::getCode() const
@@ -102,6 +95,17 @@ void KaThrowWin32Error(long error)
 void KaThrowLastError()
 {
     KaThrowWin32Error(static_cast<long>(GetLastError()));
+}
+
+long KaCaughtCode()
+{
+    try {
+        throw;
+    } catch (const CKaException& e) {
+        return e.getCode();
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
 }
 
 void KaThrowIfFailed(HRESULT hr)

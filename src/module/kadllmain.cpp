@@ -22,18 +22,6 @@ void TraceFromDllMain(TKaLibraryTraceCategory category, const wchar_t* format, T
     KaTrace(site, format, value);
 }
 
-// The code an exception escaping a start-up or shut-down step is reported with.
-long CurrentExceptionCode()
-{
-    try {
-        throw;
-    } catch (const CKaException& e) {
-        return e.getCode();
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
-}
-
 // Once per process: the standard encodings. The registries that later subsystems bring come
 // before them.
 void AttachProcessRegistries()
@@ -72,7 +60,7 @@ void RunSteps(void (*steps)(), const wchar_t* failure)
     try {
         steps();
     } catch (...) {
-        TraceFromDllMain(KaTraceError, failure, CurrentExceptionCode());
+        TraceFromDllMain(KaTraceError, failure, KaCaughtCode());
     }
 }
 

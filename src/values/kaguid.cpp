@@ -236,11 +236,9 @@ CKaString CKaGuid::ToString(bool braced) const
 CKaString CKaGuid::ToProgId() const
 {
     if (getIsNull()) return CKaString();
-    LPOLESTR progId = nullptr;
-    const HRESULT result = ProgIDFromCLSID(*this, &progId);
-    const CKaOwnedCoTaskMem owned(progId);
-    KaThrowIfFailed(result);
-    return CKaString(progId);
+    CKaOwnedCoTaskText progId;
+    KaThrowIfFailed(ProgIDFromCLSID(*this, progId.Receive()));
+    return CKaString(progId.Get());
 }
 
 void CKaGuid::FromProgId(const CKaString& progId)
