@@ -18,6 +18,7 @@
 #include "kamap.h"
 #include "kaguid.h"
 #include "kamodule.h"
+#include "karegkey.h"
 #include "kastream.h"
 #include "kabinary.h"
 #include "kaencoding.h"

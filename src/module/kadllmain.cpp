@@ -4,6 +4,7 @@
 #include "zelka/kaexception.h"
 #include "zelka/katrace.h"
 #include "zelka/kaversion.h"
+#include "system/karegkeymap.h"
 #include "trace/katracecategories.h"
 
 // Process start-up and shut-down of the library. The trace comes up first and goes down last,
@@ -37,6 +38,7 @@ long CurrentExceptionCode()
 // before them.
 void AttachProcessRegistries()
 {
+    KaCreateRegKeyMap();
     KaInitializeStandardEncodings();
     KaRegisterStandardEncodings();
 }
@@ -45,6 +47,7 @@ void AttachProcessRegistries()
 void DetachProcessRegistries()
 {
     KaCleanupStandardEncodings();
+    KaDestroyRegKeyMap();
 }
 
 // The process-wide COM proxy factory with its proxy creators; at detach the factory is

@@ -1,34 +1,34 @@
 #include "katraceconfig.h"
 #include <shlobj.h>
+#include "zelka/kaexception.h"
+#include "zelka/karegkey.h"
 
 namespace {
 
-// A registry key handle closed when it goes out of scope.
-class CKaTraceKey
+// Runs one registry step of reading or writing the settings. A step that fails leaves its
+// setting at what it was; only running out of memory is not the registry's answer and goes on.
+template <class Step>
+bool TryRegistry(Step step)
 {
-public:
-    // Creates the key for reading and writing; a key we may not write is still read.
-    CKaTraceKey(HKEY parent, const wchar_t* name) : m_key(nullptr)
-    {
-        if (!parent) return;
-        if (RegCreateKeyExW(parent, name, 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &m_key,
-                            nullptr) == ERROR_SUCCESS) {
-            return;
-        }
-        if (RegOpenKeyExW(parent, name, 0, KEY_READ, &m_key) != ERROR_SUCCESS) m_key = nullptr;
+    try {
+        step();
+        return true;
+    } catch (const CKaException& e) {
+        if (e.getCode() == E_OUTOFMEMORY) throw;
+        return false;
     }
-    ~CKaTraceKey()
-    {
-        if (m_key) RegCloseKey(m_key);
-    }
-    CKaTraceKey(const CKaTraceKey&) = delete;
-    CKaTraceKey& operator=(const CKaTraceKey&) = delete;
+}
 
-    HKEY get() const { return m_key; }
-
-private:
-    HKEY m_key;
-};
+// Created for reading and writing; a key we may not write is still read. Null when it can be
+// neither created nor opened.
+template <class OpenKey>
+CKaRef<CKaRegKey> OpenTraceKey(OpenKey open)
+{
+    CKaRef<CKaRegKey> key;
+    if (TryRegistry([&] { key = open(true, KEY_READ | KEY_WRITE); })) return key;
+    TryRegistry([&] { key = open(false, KEY_READ); });
+    return key;
+}
 
 struct TKaDwordSetting
 {
@@ -49,27 +49,26 @@ const TKaDwordSetting g_dwordSettings[] = {
 const wchar_t g_targetPathName[] = L"TargetPath";
 const wchar_t g_targetPathComment[] = L"The path to the folder where the trace files are located";
 
-void ReadDword(HKEY key, const wchar_t* name, DWORD& value)
+// Whatever four bytes the user stored, as the settings have always been read.
+void ReadDword(CKaRegKey& key, const wchar_t* name, DWORD& value)
 {
     DWORD data = 0;
     DWORD size = sizeof(data);
-    if (RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&data), &size) ==
-            ERROR_SUCCESS &&
-        size == sizeof(data)) {
-        value = data;
-    }
+    DWORD type = REG_NONE;
+    bool found = false;
+    TryRegistry([&] { found = key.QueryValue(name, type, &data, size); });
+    if (found && size == sizeof(data)) value = data;
 }
 
 // Only a proper string counts: a string type, whole characters and a terminator at the end.
-void ReadTargetPath(HKEY key, TKaTraceConfig& config)
+void ReadTargetPath(CKaRegKey& key, TKaTraceConfig& config)
 {
     wchar_t data[MAX_PATH + 1];
     DWORD size = sizeof(data);
     DWORD type = REG_NONE;
-    if (RegQueryValueExW(key, g_targetPathName, nullptr, &type, reinterpret_cast<BYTE*>(data),
-                         &size) != ERROR_SUCCESS) {
-        return;
-    }
+    bool found = false;
+    TryRegistry([&] { found = key.QueryValue(g_targetPathName, type, data, size); });
+    if (!found) return;
     if (type != REG_SZ && type != REG_EXPAND_SZ) return;
     if (size < sizeof(wchar_t) || size % sizeof(wchar_t) != 0) return;
     if (data[size / sizeof(wchar_t) - 1] != 0) return;
@@ -77,24 +76,23 @@ void ReadTargetPath(HKEY key, TKaTraceConfig& config)
     config.targetPathType = type;
 }
 
-void WriteString(HKEY key, const wchar_t* name, const wchar_t* text, DWORD type = REG_SZ)
+// Each value on its own: one the registry refuses does not keep the others from being written.
+void WriteBack(CKaRegKey& key, const TKaTraceConfig& config)
 {
-    const DWORD size = static_cast<DWORD>((lstrlenW(text) + 1) * sizeof(wchar_t));
-    RegSetValueExW(key, name, 0, type, reinterpret_cast<const BYTE*>(text), size);
-}
-
-void WriteBack(HKEY key, const TKaTraceConfig& config)
-{
-    CKaString commentName;
     for (const TKaDwordSetting& setting : g_dwordSettings) {
-        const DWORD value = config.*setting.field;
-        RegSetValueExW(key, setting.name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value),
-                       sizeof(value));
-        WriteString(key, CKaString::Build(L"%sComment", setting.name), setting.comment);
+        TryRegistry([&] { key.WriteU4(setting.name, config.*setting.field); });
+        TryRegistry([&] {
+            key.WriteString(CKaString::Build(L"%sComment", setting.name), setting.comment);
+        });
     }
     // An expandable path stays expandable for whoever else reads it.
-    WriteString(key, g_targetPathName, config.targetPath, config.targetPathType);
-    WriteString(key, CKaString::Build(L"%sComment", g_targetPathName), g_targetPathComment);
+    const DWORD pathSize = static_cast<DWORD>((lstrlenW(config.targetPath) + 1) * sizeof(wchar_t));
+    TryRegistry([&] {
+        key.WriteValue(g_targetPathName, config.targetPathType, config.targetPath, pathSize);
+    });
+    TryRegistry([&] {
+        key.WriteString(CKaString::Build(L"%sComment", g_targetPathName), g_targetPathComment);
+    });
 }
 
 bool IsDirectory(const wchar_t* path)
@@ -107,14 +105,20 @@ bool IsDirectory(const wchar_t* path)
 
 void KaReadTraceConfig(const wchar_t* registryKey, TKaTraceConfig& config)
 {
-    CKaTraceKey base(HKEY_CURRENT_USER, registryKey);
-    CKaTraceKey trace(base.get(), L"Trace");
-    if (!trace.get()) return;
+    CKaRef<CKaRegKey> base = OpenTraceKey([&](bool create, DWORD access) {
+        return CKaRef<CKaRegKey>(new CKaRegKey(KaRegCurrentUser, registryKey, access, create));
+    });
+    if (!base) return;
+    CKaRef<CKaRegKey> trace = OpenTraceKey([&](bool create, DWORD access) {
+        return create ? base->OpenOrCreateSubKey(L"Trace", access)
+                      : base->OpenSubKey(L"Trace", access);
+    });
+    if (!trace) return;
     for (const TKaDwordSetting& setting : g_dwordSettings) {
-        ReadDword(trace.get(), setting.name, config.*setting.field);
+        ReadDword(*trace, setting.name, config.*setting.field);
     }
-    ReadTargetPath(trace.get(), config);
-    WriteBack(trace.get(), config);
+    ReadTargetPath(*trace, config);
+    WriteBack(*trace, config);
 }
 
 CKaString KaFindTraceFolder(int csidl, const wchar_t* subFolder)
