@@ -2,9 +2,11 @@
 #include <shlobj.h>
 #include "zelka/kaencoding.h"
 #include "zelka/kaexception.h"
+#include "zelka/kasync.h"
 #include "zelka/katrace.h"
 #include "zelka/kaversion.h"
 #include "system/karegkeymap.h"
+#include "system/katlsprocess.h"
 #include "trace/katracecategories.h"
 
 // Process start-up and shut-down of the library. The trace comes up first and goes down last,
@@ -14,6 +16,9 @@
 namespace {
 
 const wchar_t* const g_categoryNames[] = {L"ERROR", L"INFO", L"UNEX", L"WARN"};
+
+// Set at detach: true when the whole process ends rather than the library being unloaded.
+bool g_processEnding = false;
 
 template <class T>
 void TraceFromDllMain(TKaLibraryTraceCategory category, const wchar_t* format, T value)
@@ -34,11 +39,13 @@ long CurrentExceptionCode()
     }
 }
 
-// Once per process: the standard encodings. The registries that later subsystems bring come
-// before them.
+// Once per process, in this order: the CKaTsEventMixin critical section, the registry-key map
+// and its lock, the thread-local-storage manager, the standard encodings.
 void AttachProcessRegistries()
 {
+    CKaTsEventMixin::Initialize();
     KaCreateRegKeyMap();
+    KaCreateProcessTlsManager();
     KaInitializeStandardEncodings();
     KaRegisterStandardEncodings();
 }
@@ -47,7 +54,9 @@ void AttachProcessRegistries()
 void DetachProcessRegistries()
 {
     KaCleanupStandardEncodings();
+    KaReleaseProcessTlsManager(!g_processEnding);
     KaDestroyRegKeyMap();
+    CKaTsEventMixin::Cleanup();
 }
 
 // The process-wide COM proxy factory with its proxy creators; at detach the factory is
@@ -60,9 +69,10 @@ void UninstallComProxyFactory()
 {
 }
 
-// Where the thread-local-storage manager drops the named objects of a thread that ends.
+// The thread-local-storage manager drops the named objects of a thread that ends.
 void DetachThread()
 {
+    KaProcessThreadDetached();
 }
 
 // A failing step stops the steps after it; the failure is traced with its code and the library
@@ -107,17 +117,19 @@ void DetachProcess()
 
 } // namespace
 
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved)
 {
     switch (reason) {
     case DLL_PROCESS_ATTACH:
         AttachProcess();
         break;
     case DLL_PROCESS_DETACH:
+        // The loader passes a non-null `reserved` when the process is ending.
+        g_processEnding = reserved != nullptr;
         DetachProcess();
         break;
     case DLL_THREAD_DETACH:
-        DetachThread();
+        RunSteps(DetachThread, L"Thread detach handling failed (code=0x%08x).");
         break;
     default:
         break;
