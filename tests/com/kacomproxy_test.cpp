@@ -9,7 +9,7 @@ namespace {
 
 // A COM object of the library's kind written here, not by the library: a type chain of the
 // test's choosing, and IZELKaError only when asked for.
-class CKaForeignObject final : public IZELKaError
+class CKaForeignObject final : public CKaTestComObject<IZELKaError>
 {
 public:
     CKaForeignObject(const wchar_t* chain, bool isError) : m_chain(chain), m_isError(isError) {}
@@ -24,13 +24,6 @@ public:
             return S_OK;
         }
         return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_count; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        if (--m_count) return m_count;
-        delete this;
-        return 0;
     }
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
@@ -59,7 +52,6 @@ public:
 private:
     const wchar_t* m_chain;
     bool m_isError;
-    ULONG m_count = 0;
 };
 
 CKaComRef<IUnknown> Foreign(const wchar_t* chain, bool isError = false)
