@@ -23,3 +23,8 @@ zelka_runnable_archs() {
     echo "x64"
   fi
 }
+
+# True when this machine runs programs of the architecture named (x86 or x64).
+zelka_can_run() {
+  [[ " $(zelka_runnable_archs) " == *" $1 "* ]]
+}

@@ -7,9 +7,8 @@ here=$(dirname "$0")
 . "$here/arch.sh"
 build=${1:?build folder}
 shift
-runnable=" $(zelka_runnable_archs) "
 for arch in "$@"; do
-  if [[ $runnable == *" $arch "* ]]; then
+  if zelka_can_run "$arch"; then
     echo "Running the $arch demo ($build/$arch/bin/zelka_demo.exe)"
     exec bash "$here/in-wine.sh" "$build/$arch" wine bin/zelka_demo.exe
   fi

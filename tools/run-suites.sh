@@ -8,10 +8,9 @@ here=$(dirname "$0")
 . "$here/arch.sh"
 build=${1:?build folder}
 shift
-runnable=" $(zelka_runnable_archs) "
 status=0
 for arch in "$@"; do
-  if [[ $runnable == *" $arch "* ]]; then
+  if zelka_can_run "$arch"; then
     echo "== $arch suite ($build/$arch) =="
     bash "$here/in-wine.sh" "$build/$arch" ctest --output-on-failure || status=1
   else

@@ -49,8 +49,10 @@ public:
 protected:
     // The first pending unit.
     const wchar_t* PendingUnits() const;
+    // Room for `size` bytes of encoded text, kept from write to write.
+    unsigned char* ByteRoom(unsigned long size);
     // Writes the bytes of the first `units` pending units and lets go of those units.
-    void EmitBytes(const CKaByteBuffer& bytes, unsigned long units);
+    void EmitBytes(const unsigned char* bytes, unsigned long size, unsigned long units);
 
     bool m_failOnInvalid;
     CKaRef<IKaStream> m_stream;
@@ -66,6 +68,7 @@ private:
     void AppendPending(const wchar_t* chars, unsigned long count);
 
     bool m_flushing;
+    CKaByteBuffer m_bytes;
 };
 
 class ZELKA_API CKaUtf8EncodingEncoder : public CKaEncodingEncoder

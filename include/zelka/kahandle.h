@@ -16,53 +16,24 @@ struct TKaKernelHandleTraits
     static void Close(Handle h) { CloseHandle(h); }
 };
 
-struct TKaRegKeyTraits
+// The many kinds whose only invalid value is null, each with its own release function.
+template <class H, class R, R(WINAPI* CloseFunction)(H)>
+struct TKaNullHandleTraits
 {
-    typedef HKEY Handle;
+    typedef H Handle;
     static Handle Invalid() { return nullptr; }
     static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { RegCloseKey(h); }
+    static void Close(Handle h) { CloseFunction(h); }
 };
 
-struct TKaGlobalTraits
-{
-    typedef HGLOBAL Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { GlobalFree(h); }
-};
-
-struct TKaLocalTraits
-{
-    typedef HLOCAL Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { LocalFree(h); }
-};
-
-struct TKaBstrTraits
-{
-    typedef BSTR Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { SysFreeString(h); }
-};
-
-// Memory a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...).
+// Memory a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...): typed
+// as text, while CoTaskMemFree takes any pointer.
 struct TKaCoTaskMemTraits
 {
     typedef wchar_t* Handle;
     static Handle Invalid() { return nullptr; }
     static bool IsValid(Handle h) { return h != nullptr; }
     static void Close(Handle h) { CoTaskMemFree(h); }
-};
-
-struct TKaModuleTraits
-{
-    typedef HMODULE Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { FreeLibrary(h); }
 };
 
 // Sole owner of one system resource: closes it when it goes, unless it was released first.
@@ -123,11 +94,11 @@ private:
 };
 
 typedef CKaOwnedHandle<TKaKernelHandleTraits> CKaOwnedKernelHandle;
-typedef CKaOwnedHandle<TKaRegKeyTraits> CKaOwnedRegKey;
-typedef CKaOwnedHandle<TKaGlobalTraits> CKaOwnedGlobal;
-typedef CKaOwnedHandle<TKaLocalTraits> CKaOwnedLocal;
-typedef CKaOwnedHandle<TKaBstrTraits> CKaOwnedBstr;
-typedef CKaOwnedHandle<TKaModuleTraits> CKaOwnedModule;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HKEY, LONG, RegCloseKey>> CKaOwnedRegKey;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HGLOBAL, HGLOBAL, GlobalFree>> CKaOwnedGlobal;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HLOCAL, HLOCAL, LocalFree>> CKaOwnedLocal;
+typedef CKaOwnedHandle<TKaNullHandleTraits<BSTR, void, SysFreeString>> CKaOwnedBstr;
+typedef CKaOwnedHandle<TKaNullHandleTraits<HMODULE, BOOL, FreeLibrary>> CKaOwnedModule;
 typedef CKaOwnedHandle<TKaCoTaskMemTraits> CKaOwnedCoTaskText;
 
 // Holds a critical section for a scope.

@@ -2,7 +2,6 @@
 #define ZELKA_KAMAP_H
 
 #include <cstdint>
-#include <cwchar>
 #include <new>
 #include <type_traits>
 #include "kaexception.h"
@@ -31,7 +30,19 @@ unsigned long KaHashElement(T value)
     return static_cast<unsigned long>(bits ^ (bits >> 32));
 }
 
-ZELKA_API unsigned long KaHashElement(const CKaString& text);
+// Texts hash and compare on their units where the map runs, with no call into the library for
+// each character or each key compared.
+inline unsigned long KaHashElement(const CKaString& text)
+{
+    // FNV-1a over the UTF-16 units: cheap, and every unit moves every bit of the result.
+    const wchar_t* units = text.getSzInline();
+    const unsigned long length = text.getLengthInline();
+    unsigned long hash = 2166136261u;
+    for (unsigned long i = 0; i < length; ++i) {
+        hash = (hash ^ static_cast<unsigned long>(units[i])) * 16777619u;
+    }
+    return hash;
+}
 
 // Keys are equal as their type compares them; texts when they hold the same units, embedded
 // zeros included, as their hash sees them.
@@ -43,9 +54,15 @@ bool KaEqualElements(const K& a, const K& b)
 
 inline bool KaEqualElements(const CKaString& a, const CKaString& b)
 {
-    const unsigned long length = a.getLength();
-    return length == b.getLength() &&
-           std::wmemcmp(a.getSz(), b.getSz(), length) == 0;
+    const unsigned long length = a.getLengthInline();
+    if (length != b.getLengthInline()) return false;
+    const wchar_t* x = a.getSzInline();
+    const wchar_t* y = b.getSzInline();
+    if (x == y) return true;
+    for (unsigned long i = 0; i < length; ++i) {
+        if (x[i] != y[i]) return false;
+    }
+    return true;
 }
 
 template <class K, class V>

@@ -56,6 +56,14 @@ public:
     operator const wchar_t*() const;
     // Single characters: an index at or past the length throws KA_E_INDEX_OUT_OF_RANGE (setAt:
     // above the length; at the length it is KA_E_COUNT_OUT_OF_RANGE).
+    // The text (never null) and its length read straight from the block in front of the text,
+    // without a call into the library: for inner loops in callers' templates, such as the hash
+    // and comparison of map keys, where a call for each shows.
+    const wchar_t* getSzInline() const { return m_text ? m_text : L""; }
+    unsigned long getLengthInline() const
+    {
+        return m_text ? (reinterpret_cast<const TKaStringData*>(m_text) - 1)->length : 0;
+    }
     wchar_t getAt(unsigned long index) const;
     wchar_t operator[](unsigned long index) const;
     wchar_t operator[](int index) const;

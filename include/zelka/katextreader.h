@@ -52,8 +52,16 @@ public:
 protected:
     virtual void EnsureDecoder();
     virtual CKaRef<CKaEncodingDecoder> CreateDecoder();
+    // Both forms of ReadLine come here. The line is read one character at a time from the
+    // decoder and collected out of sight, then handed out at once.
+    virtual bool NextLine(CKaString& line);
 
     CKaRef<CKaEncodingDecoder> m_decoder;
+
+private:
+    void Collect(const wchar_t* chars, unsigned long count, unsigned long& length);
+
+    CKaSimpleBuffer<wchar_t> m_collected; // the line being read; it only grows
 };
 
 // A text reader that gives exactly the text that converting the whole stream at once would
@@ -61,6 +69,9 @@ protected:
 // joined, a supplementary character always counts as its surrogate pair, and the bytes of an
 // unfinished character at the end become U+FFFD. A read may end above its count by the
 // replacement characters of one run of invalid bytes.
+//
+// It decodes ahead in blocks of many thousand characters and hands lines out of them, so a
+// subclass that reads through m_decoder itself must not mix that with ReadLine.
 class ZELKA_API CKaLosslessTextReader : public CKaTextReader
 {
 public:
@@ -68,8 +79,22 @@ public:
     CKaLosslessTextReader(CKaRef<CKaEncoding> encoding, CKaRef<IKaStream> stream);
     CKaString getObjectTypeInfo() override;
 
+    CKaString ReadChars(unsigned long count) override;
+    CKaString ReadAll() override;
+
 protected:
     CKaRef<CKaEncodingDecoder> CreateDecoder() override;
+    bool NextLine(CKaString& line) override;
+
+private:
+    // Decodes the next block behind the characters not yet handed out; false at the end.
+    bool DecodeBlock();
+    // Takes `count` decoded characters, or one more to keep a surrogate pair whole.
+    CKaString TakeDecoded(unsigned long count);
+
+    CKaSimpleBuffer<wchar_t> m_decoded;
+    unsigned long m_next; // the first character of m_decoded not yet handed out
+    unsigned long m_end;  // the end of the decoded characters
 };
 
 // The lossless decoder of CKaLosslessTextReader for an encoding's code page (a null encoding

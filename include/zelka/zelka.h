@@ -24,6 +24,7 @@
 #include "kathread.h"
 #include "katls.h"
 #include "kastream.h"
+#include "kabufferedstream.h"
 #include "kabinary.h"
 #include "kaencoding.h"
 #include "katextreader.h"

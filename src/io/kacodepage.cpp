@@ -68,6 +68,26 @@ CKaByteBuffer KaEncodeUnits(unsigned short codePage, const wchar_t* units, unsig
     return bytes;
 }
 
+unsigned long KaWidenAscii(const unsigned char* bytes, unsigned long count, wchar_t* target)
+{
+    unsigned long done = 0;
+    if (target) {
+        for (; done < count && bytes[done] < 0x80; ++done) target[done] = bytes[done];
+    } else {
+        while (done < count && bytes[done] < 0x80) ++done;
+    }
+    return done;
+}
+
+unsigned long KaNarrowAscii(const wchar_t* units, unsigned long count, unsigned char* target)
+{
+    unsigned long done = 0;
+    for (; done < count && units[done] < 0x80; ++done) {
+        target[done] = static_cast<unsigned char>(units[done]);
+    }
+    return done;
+}
+
 void KaUnitsFromBytes(const unsigned char* bytes, unsigned long units, bool bigEndian,
                       wchar_t* target)
 {

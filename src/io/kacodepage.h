@@ -36,6 +36,15 @@ CKaString KaDecodeCodePage(unsigned short codePage, unsigned long flags,
 CKaByteBuffer KaEncodeUnits(unsigned short codePage, const wchar_t* units, unsigned long count,
                             const char* defaultChar, BOOL* usedDefault);
 
+// The length of the ASCII run the bytes begin with, widened into target when there is one.
+// ASCII is the same character in UTF-8 and UTF-16, and no UTF-8 sequence, whole or broken,
+// takes an ASCII byte into it: a conversion may stop asking the system at the first such run.
+unsigned long KaWidenAscii(const unsigned char* bytes, unsigned long count, wchar_t* target);
+
+// The length of the ASCII run the units begin with, narrowed into target: the UTF-8 bytes of
+// those units, for the same reason as above.
+unsigned long KaNarrowAscii(const wchar_t* units, unsigned long count, unsigned char* target);
+
 // The surrogate ranges of UTF-16, for every codec.
 inline bool KaIsSurrogate(wchar_t unit)
 {

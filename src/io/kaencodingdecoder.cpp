@@ -37,18 +37,73 @@ struct TKaDecodeSink
 
 namespace {
 
+// The strings of one ASCII character, made once and shared: a text read a character at a
+// time (as a line reader does) would otherwise allocate a block for every character.
+const CKaString& AsciiString(wchar_t ch)
+{
+    struct TKaAsciiStrings
+    {
+        TKaAsciiStrings()
+        {
+            for (wchar_t c = 0; c < 0x80; ++c) strings[c] = CKaString(&c, 1);
+        }
+        CKaString strings[0x80];
+    };
+    static const TKaAsciiStrings table;
+    return table.strings[ch];
+}
+
 // A string target ends at startIndex plus the characters read. Its capacity grows ahead of
 // its length while reading and is fitted again afterwards if the read made it grow.
+//
+// A read of one or two characters into a string without a block lands in a scratch area first
+// and becomes a string of exactly its length at the end (a shared one for an ASCII character),
+// which is what growing the string would give, without the allocation.
 class CKaStringSink : public TKaDecodeSink
 {
 public:
     CKaStringSink(CKaString& target, unsigned long startIndex, unsigned long maxChars)
         : m_target(target), m_startIndex(startIndex), m_oldLength(target.getLength()),
-          m_limit(AddSaturated(startIndex, AddSaturated(maxChars, 1))), m_grew(false)
+          m_limit(AddSaturated(startIndex, AddSaturated(maxChars, 1))), m_grew(false),
+          m_scratched(0)
     {
     }
 
     wchar_t* Extend(unsigned long read, unsigned long count) override
+    {
+        if (read == 0 && count <= kScratch && m_startIndex == 0 &&
+            m_target.getCapacity() == 0) {
+            m_scratched = count;
+            return m_scratch;
+        }
+        if (m_scratched) {
+            const unsigned long scratched = m_scratched;
+            m_scratched = 0;
+            std::memcpy(Grown(0, scratched), m_scratch, scratched * sizeof(wchar_t));
+        }
+        return Grown(read, count);
+    }
+
+    void Finish(unsigned long read) override
+    {
+        if (m_scratched) {
+            m_scratched = 0;
+            if (read == 1 && m_scratch[0] < 0x80) {
+                m_target = AsciiString(m_scratch[0]);
+            } else {
+                m_target.SetText(m_scratch, read);
+            }
+            return;
+        }
+        const unsigned long length = AddSaturated(m_startIndex, read);
+        SetLength(length);
+        if (m_grew && m_target.getCapacity() > length) m_target.ShrinkToFit();
+    }
+
+private:
+    static const unsigned long kScratch = 2;
+
+    wchar_t* Grown(unsigned long read, unsigned long count)
     {
         const unsigned long length = AddSaturated(m_startIndex, read + count);
         const unsigned long capacity = m_target.getCapacity();
@@ -59,14 +114,6 @@ public:
         return SetLength(length) + m_startIndex + read;
     }
 
-    void Finish(unsigned long read) override
-    {
-        const unsigned long length = AddSaturated(m_startIndex, read);
-        SetLength(length);
-        if (m_grew && m_target.getCapacity() > length) m_target.ShrinkToFit();
-    }
-
-private:
     // Characters between the old end and startIndex become U+0000, never stale memory.
     wchar_t* SetLength(unsigned long length)
     {
@@ -84,6 +131,8 @@ private:
     unsigned long m_oldLength;
     const unsigned long m_limit;
     bool m_grew;
+    unsigned long m_scratched; // characters waiting in m_scratch
+    wchar_t m_scratch[kScratch];
 };
 
 // A buffer target keeps at least its old size. Its size runs ahead while reading and is set to
@@ -377,7 +426,12 @@ CKaEncodingDecoder::TTokenState CKaUtf8EncodingDecoder::CheckBufferToken(
 unsigned long CKaUtf8EncodingDecoder::DecodeChars(const unsigned char* bytes, unsigned long count,
                                                   wchar_t* target, unsigned long chars)
 {
-    return KaCodePageToUnits(CP_UTF8, 0, bytes, count, target, chars);
+    // The system converts only what follows the ASCII the bytes begin with: the result is the
+    // same, and a read of plain text costs no call into the system.
+    const unsigned long ascii = KaWidenAscii(bytes, count, target);
+    if (ascii == count) return count;
+    return ascii + KaCodePageToUnits(CP_UTF8, 0, bytes + ascii, count - ascii,
+                                     target ? target + ascii : nullptr, chars - ascii);
 }
 
 // UTF-16

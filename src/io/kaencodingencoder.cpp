@@ -20,7 +20,7 @@ struct TKaRaisedFlagTraits
 
 CKaEncodingEncoder::CKaEncodingEncoder(CKaRef<IKaStream> stream)
     : m_failOnInvalid(false), m_stream(stream), m_nextTokenState(CKaEncodingDecoder::TokenEmpty),
-      m_pending(), m_start(0), m_available(0), m_flushing(false)
+      m_pending(), m_start(0), m_available(0), m_flushing(false), m_bytes()
 {
 }
 
@@ -148,10 +148,17 @@ const wchar_t* CKaEncodingEncoder::PendingUnits() const
     return m_pending.getBuffer() + m_start;
 }
 
-void CKaEncodingEncoder::EmitBytes(const CKaByteBuffer& bytes, unsigned long units)
+unsigned char* CKaEncodingEncoder::ByteRoom(unsigned long size)
+{
+    if (m_bytes.getSize() < size) m_bytes = CKaByteBuffer(size);
+    return m_bytes.Unshare();
+}
+
+void CKaEncodingEncoder::EmitBytes(const unsigned char* bytes, unsigned long size,
+                                   unsigned long units)
 {
     if (!m_stream) throw CKaCodeException(E_POINTER);
-    m_stream->Write(bytes.getBuffer(), bytes.getSize());
+    m_stream->Write(bytes, size);
     CommitBufferRead(units);
 }
 
@@ -159,7 +166,13 @@ CKaEncodingEncoder::TTokenState CKaEncodingEncoder::ScanPending(unsigned long& u
 {
     units = 0;
     unsigned long length = 0;
+    const wchar_t* pending = PendingUnits();
     for (;;) {
+        // A unit outside the surrogates is a whole character by itself: only the surrogates
+        // need the token check.
+        while (units < m_available && !KaIsSurrogate(pending[units])) {
+            ++units;
+        }
         const TTokenState state = CheckBufferToken(units, m_failOnInvalid, length);
         if (state != CKaEncodingDecoder::TokenComplete) return state;
         units += length;
@@ -193,7 +206,18 @@ CKaString CKaUtf8EncodingEncoder::getObjectTypeInfo()
 unsigned long CKaUtf8EncodingEncoder::EncodeBuffer()
 {
     const unsigned long units = DetermineAvailableBufferChars();
-    if (units) EmitBytes(KaEncodeUnits(CP_UTF8, PendingUnits(), units, nullptr, nullptr), units);
+    if (units == 0) return 0;
+    // No unit takes more than three bytes. ASCII is its own byte; the system converts only what
+    // follows it, which gives the same bytes as converting everything.
+    if (units > 0xFFFFFFFF / 3) throw CKaCodeException(E_OUTOFMEMORY);
+    const wchar_t* pending = PendingUnits();
+    unsigned char* bytes = ByteRoom(3 * units);
+    unsigned long size = KaNarrowAscii(pending, units, bytes);
+    if (size < units) {
+        size += KaUnitsToCodePage(CP_UTF8, pending + size, units - size, bytes + size,
+                                  3 * units - size, nullptr, nullptr);
+    }
+    EmitBytes(bytes, size, units);
     return units;
 }
 
@@ -219,9 +243,10 @@ unsigned long CKaUtf16EncodingEncoder::EncodeBuffer()
 {
     const unsigned long units = DetermineAvailableBufferChars();
     if (units) {
-        CKaByteBuffer bytes(2 * units);
-        KaUnitsToBytes(PendingUnits(), units, m_bigEndian, bytes.Unshare());
-        EmitBytes(bytes, units);
+        if (units > 0xFFFFFFFF / 2) throw CKaCodeException(E_OUTOFMEMORY);
+        unsigned char* bytes = ByteRoom(2 * units);
+        KaUnitsToBytes(PendingUnits(), units, m_bigEndian, bytes);
+        EmitBytes(bytes, 2 * units, units);
     }
     return units;
 }
@@ -249,7 +274,12 @@ unsigned long CKaMultiByteEncodingEncoder::EncodeBuffer()
 {
     const unsigned long units = DetermineAvailableBufferChars();
     if (units) {
-        EmitBytes(KaEncodeUnits(m_codePage, PendingUnits(), units, nullptr, nullptr), units);
+        const wchar_t* pending = PendingUnits();
+        const unsigned long size =
+            KaUnitsToCodePage(m_codePage, pending, units, nullptr, 0, nullptr, nullptr);
+        unsigned char* bytes = ByteRoom(size);
+        KaUnitsToCodePage(m_codePage, pending, units, bytes, size, nullptr, nullptr);
+        EmitBytes(bytes, size, units);
     }
     return units;
 }

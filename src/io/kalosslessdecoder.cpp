@@ -137,11 +137,7 @@ unsigned long CKaLosslessUtf8Decoder::DecodeChars(const unsigned char* bytes, un
 {
     // Every token was counted by its own bytes: the count is what they give.
     if (!target) return chars;
-    unsigned long done = 0;
-    while (done < count && bytes[done] < 0x80) {
-        target[done] = bytes[done];
-        ++done;
-    }
+    unsigned long done = KaWidenAscii(bytes, count, target);
     if (done == count) return chars;
     // Well-formed text converts in one call.
     const unsigned long units = KaTryCodePageToUnits(CP_UTF8, MB_ERR_INVALID_CHARS, bytes + done,

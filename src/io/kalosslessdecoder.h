@@ -22,7 +22,7 @@ public:
     }
 
 protected:
-    static const unsigned long kReadAhead = 16384;
+    static const unsigned long kReadAhead = 65536;
 
     bool Feed(unsigned long) override
     {

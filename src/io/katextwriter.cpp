@@ -22,7 +22,11 @@ void CKaTextWriter::WriteLine(CKaString text, bool crlf)
 {
     EnsureEncoder();
     m_encoder->WriteString(text);
-    m_encoder->WriteString(crlf ? L"\r\n" : L"\n");
+    // The line ends are made once: a string made from the text for every line would cost an
+    // allocation each.
+    static const CKaString crLf(L"\r\n");
+    static const CKaString lf(L"\n");
+    m_encoder->WriteString(crlf ? crLf : lf);
 }
 
 void CKaTextWriter::Flush()
