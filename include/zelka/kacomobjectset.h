@@ -7,7 +7,8 @@
 class CKaComObjectSetFace;
 
 // A counted, ordered collection of COM objects that crosses COM as IZELKaObjectSet: Count,
-// Item by 0-based index and _NewEnum for For Each, and Add, Remove and Clear. Its storage is a
+// Item by 0-based index and _NewEnum for For Each, and Add, Remove and Clear, which are on the
+// interface too so that a script can fill a set it creates by ProgID. Its storage is a
 // copy-on-write CKaArray, so getItems and every enumerator take a copy that later changes of
 // the set never touch. The set is free-threaded: one lock on the object guards its array.
 class ZELKA_API CKaComObjectSet : public CKaObject

@@ -61,8 +61,10 @@ public:
     // False when `typeId` had none.
     bool RemoveCreator(CKaString typeId);
     unsigned long getCreatorCount();
-    // The creators of the library's own proxy classes: CKaComObjectProxy for any library
-    // object, CKaErrorProxy, CKaComErrorProxy and CKaComObjectSetProxy.
+    // The creators of the library's own proxy classes: CKaErrorProxy, CKaComErrorProxy,
+    // CKaComObjectSetProxy, and CKaComObjectProxy under "zel.common.object", the end of every
+    // library type chain, so that any library object gets at least the type-chain proxy and
+    // only a chain from elsewhere finds no creator.
     void RegisterLibraryCreators();
 
     // The object's live proxy, or a new one. A null object is E_POINTER, one without
