@@ -12,7 +12,8 @@
 // implement both. The face forwards its counting to the object, so the object and its COM
 // interfaces share one count and one lifetime.
 
-// Live COM objects and server locks; DllCanUnloadNow answers S_OK only when none is left.
+// Live COM objects and held class factories; DllCanUnloadNow answers S_OK only when none is
+// left and no client holds a server lock.
 ZELKA_API void KaComModuleLock();
 ZELKA_API void KaComModuleUnlock();
 ZELKA_API long KaComModuleLockCount();

@@ -86,6 +86,9 @@ ZELKA_API long KaHResultFromWin32(long error);
 [[noreturn]] ZELKA_API void KaThrowLastError();
 // A failing COM result is thrown unchanged as CKaCodeException; success codes pass.
 ZELKA_API void KaThrowIfFailed(HRESULT hr);
+// Inside a catch block: the code of the exception being handled, E_UNEXPECTED for one that is
+// not a CKaException. Where a failure must become a result (COM methods, DllMain).
+ZELKA_API long KaCaughtCode();
 
 // The range rules of every indexed container. The checks are inline because they sit in the
 // paths that run per element or per append; the throws are out of line.

@@ -26,15 +26,12 @@ struct TKaNullHandleTraits
     static void Close(Handle h) { CloseFunction(h); }
 };
 
-// Memory a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...): typed
-// as text, while CoTaskMemFree takes any pointer.
-struct TKaCoTaskMemTraits
+// Text a COM function allocated for its caller (ProgIDFromCLSID, StringFromCLSID...); the
+// allocator's own free function takes any pointer.
+inline void WINAPI KaCoTaskMemFreeText(wchar_t* text)
 {
-    typedef wchar_t* Handle;
-    static Handle Invalid() { return nullptr; }
-    static bool IsValid(Handle h) { return h != nullptr; }
-    static void Close(Handle h) { CoTaskMemFree(h); }
-};
+    CoTaskMemFree(text);
+}
 
 // Sole owner of one system resource: closes it when it goes, unless it was released first.
 // Closing keeps the thread's last error, so a failure path can close what it holds and then
@@ -99,7 +96,8 @@ typedef CKaOwnedHandle<TKaNullHandleTraits<HGLOBAL, HGLOBAL, GlobalFree>> CKaOwn
 typedef CKaOwnedHandle<TKaNullHandleTraits<HLOCAL, HLOCAL, LocalFree>> CKaOwnedLocal;
 typedef CKaOwnedHandle<TKaNullHandleTraits<BSTR, void, SysFreeString>> CKaOwnedBstr;
 typedef CKaOwnedHandle<TKaNullHandleTraits<HMODULE, BOOL, FreeLibrary>> CKaOwnedModule;
-typedef CKaOwnedHandle<TKaCoTaskMemTraits> CKaOwnedCoTaskText;
+typedef CKaOwnedHandle<TKaNullHandleTraits<wchar_t*, void, KaCoTaskMemFreeText>>
+    CKaOwnedCoTaskText;
 
 // Holds a critical section for a scope.
 class CKaSectionGuard

@@ -3,17 +3,6 @@
 
 namespace {
 
-long CaughtCode()
-{
-    try {
-        throw;
-    } catch (const CKaException& e) {
-        return e.getCode();
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
-}
-
 // COM's setters take non-const text they only read.
 OLECHAR* Text(const CKaString& text)
 {
@@ -24,7 +13,7 @@ OLECHAR* Text(const CKaString& text)
 
 HRESULT KaComFailure(const IID& iid, const wchar_t* method)
 {
-    const long code = CaughtCode();
+    const long code = KaCaughtCode();
     try {
         KaSetErrorInfo(CKaGuid(), iid, method, CKaString(), 0);
     } catch (...) {

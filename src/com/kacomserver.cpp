@@ -81,10 +81,8 @@ public:
         if (outer) return CLASS_E_NOAGGREGATION;
         try {
             return m_create(iid, out);
-        } catch (const CKaException& e) {
-            return e.getCode();
         } catch (...) {
-            return E_UNEXPECTED;
+            return KaCaughtCode();
         }
     }
     HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override
@@ -270,10 +268,8 @@ HRESULT ResultOf(void (*action)())
     try {
         action();
         return S_OK;
-    } catch (const CKaException& e) {
-        return e.getCode();
     } catch (...) {
-        return E_UNEXPECTED;
+        return KaCaughtCode();
     }
 }
 

@@ -97,6 +97,17 @@ void KaThrowLastError()
     KaThrowWin32Error(static_cast<long>(GetLastError()));
 }
 
+long KaCaughtCode()
+{
+    try {
+        throw;
+    } catch (const CKaException& e) {
+        return e.getCode();
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
+}
+
 void KaThrowIfFailed(HRESULT hr)
 {
     if (FAILED(hr)) throw CKaCodeException(hr);

@@ -28,18 +28,6 @@ void TraceFromDllMain(TKaLibraryTraceCategory category, const wchar_t* format, T
     KaTrace(site, format, value);
 }
 
-// The code an exception escaping a start-up or shut-down step is reported with.
-long CurrentExceptionCode()
-{
-    try {
-        throw;
-    } catch (const CKaException& e) {
-        return e.getCode();
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
-}
-
 // Once per process, in this order: the CKaTsEventMixin critical section, the registry-key map
 // and its lock, the thread-local-storage manager, the standard encodings.
 void AttachProcessRegistries()
@@ -94,7 +82,7 @@ void RunSteps(void (*steps)(), const wchar_t* failure)
     try {
         steps();
     } catch (...) {
-        TraceFromDllMain(KaTraceError, failure, CurrentExceptionCode());
+        TraceFromDllMain(KaTraceError, failure, KaCaughtCode());
     }
 }
 

@@ -22,7 +22,7 @@ GUID ParsedGuid(const CKaString& text)
 {
     // Bare text is braced, so that the system never takes it for a programmatic identifier.
     const CKaString braced =
-        !text.getIsEmpty() && text.getAt(0) == L'{' ? text : L"{" + text + L"}";
+        !text.getIsEmpty() && text[0ul] == L'{' ? text : L"{" + text + L"}";
     // The system reads up to the first 0: text hidden behind one must not pass unseen.
     if (std::wcslen(braced.getSz()) != braced.getLength()) throw CKaCodeException(CO_E_CLASSSTRING);
     GUID guid;

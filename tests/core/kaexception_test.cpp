@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <functional>
+#include <stdexcept>
 #include "katest.h"
 
 namespace {
@@ -149,4 +151,19 @@ TEST(KaLockMode, OnlyANodeLockedInPlaceRefusesToMove)
     EXPECT_EQ(S_OK, ThrownCode([] { KaCheckNotLockedInPlace(KaLockNone); }));
     EXPECT_EQ(S_OK, ThrownCode([] { KaCheckNotLockedInPlace(KaLockLocked); }));
     EXPECT_EQ(KA_E_LOCKED_IN_PLACE, ThrownCode([] { KaCheckNotLockedInPlace(KaLockInPlace); }));
+}
+
+TEST(KaCaughtCode, TheHandledExceptionsCodeOrUnexpected)
+{
+    const auto caught = [](const std::function<void()>& thrower) {
+        try {
+            thrower();
+        } catch (...) {
+            return KaCaughtCode();
+        }
+        return S_OK;
+    };
+    EXPECT_EQ(E_ACCESSDENIED, caught([] { throw CKaCodeException(E_ACCESSDENIED); }));
+    EXPECT_EQ(KA_E_NOT_A_NUMBER, caught([] { CKaError::Build(KA_E_NOT_A_NUMBER)->Throw(); }));
+    EXPECT_EQ(E_UNEXPECTED, caught([] { throw std::runtime_error("not the library's"); }));
 }
