@@ -4,7 +4,6 @@
 #include "kaexport.h"
 #include "kahandle.h"
 #include "kaobject.h"
-#include "kastream.h"
 
 // How a wait ended.
 enum TKaWaitResult

@@ -16,6 +16,8 @@
 #include "kabytebuffer.h"
 #include "kaarray.h"
 #include "kamap.h"
+#include "kavariant.h"
+#include "kasafearray.h"
 #include "kaguid.h"
 #include "kamodule.h"
 #include "karegkey.h"

@@ -235,7 +235,7 @@ void CKaMultiWait::ReleaseWait()
 
 bool CKaMultiWait::getAcquired(unsigned long index) const
 {
-    if (index >= Count()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckIndex(index, Count());
     return m_acquired && m_acquired[index];
 }
 
