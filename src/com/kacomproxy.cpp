@@ -1,5 +1,6 @@
 #include "zelka/kacomproxy.h"
 #include "zelka/kacomproxyfactory.h"
+#include "zelka/kavariant.h"
 #include "zelka/kawait.h"
 
 // ---- CKaComObjectProxy --------------------------------------------------------------------
@@ -132,14 +133,11 @@ CKaComRef<IUnknown> CKaComObjectSetProxy::getItem(unsigned long index)
 {
     // An index past what a long holds is past any set; the set says so itself.
     const LONG remoteIndex = index > 0x7FFFFFFFul ? -1 : static_cast<LONG>(index);
-    VARIANT item;
-    VariantInit(&item);
+    CKaVariant item;
     Check(m_set, m_set->get_Item(remoteIndex, &item));
-    CKaComRef<IUnknown> object;
-    if ((item.vt == VT_DISPATCH || item.vt == VT_UNKNOWN) && item.punkVal) {
-        object = item.punkVal;
-    }
-    VariantClear(&item);
+    const CKaComRef<IUnknown> object = item.getType() == VT_DISPATCH
+                                           ? CKaComRef<IUnknown>(item.getDispatch())
+                                           : item.getUnknown();
     if (!object) throw CKaCodeException(E_POINTER);
     return object;
 }
