@@ -37,6 +37,9 @@
 #include "kainterfaceids.h"
 #include "kacomobject.h"
 #include "kacomerror.h"
+#include "kacomproxy.h"
+#include "kacomproxyfactory.h"
+#include "kacomobjectset.h"
 #include "katrace.h"
 #include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 
