@@ -11,36 +11,11 @@
 
 namespace {
 
-// Keeps the compiler from dropping or hoisting work whose result is otherwise unused.
-template <class T>
-void Keep(T& value)
-{
-    asm volatile("" : "+m"(value) : : "memory");
-}
-
-// Seconds for one call of each of `ours` and `baseline`, the best of many runs of `rounds` calls.
-template <class Ours, class Baseline>
-TKaBenchTimes Time(long rounds, Ours ours, Baseline baseline)
-{
-    TKaBenchTimes best = KaBenchBest(
-        21, [&] { for (long i = 0; i < rounds; ++i) ours(); },
-        [&] { for (long i = 0; i < rounds; ++i) baseline(); });
-    best.library /= rounds;
-    best.baseline /= rounds;
-    return best;
-}
-
-void Report(const char* what, TKaBenchTimes times, const char* aim)
-{
-    std::printf("%-44s %11.1f ns %11.1f ns  ratio %6.2f  (aim: %s)\n", what, times.library * 1e9,
-                times.baseline * 1e9, times.baseline / times.library, aim);
-}
-
 // False, with a line saying so, when the two sides of a measure did not give the same result:
 // no figure is printed for it.
 bool Same(const char* what, bool same)
 {
-    if (!same) std::printf("%-44s DIFFERENT RESULTS: no figure\n", what);
+    if (!same) std::printf("%-46s DIFFERENT RESULTS: no figure\n", what);
     return same;
 }
 
@@ -63,17 +38,16 @@ void BenchCopy()
     const CKaString ka(text.c_str());
     const CKaString copied = ka;
     if (!Same("copy a 100-character string", std::wstring(copied.getSz()) == text)) return;
-    const TKaBenchTimes times = Time(
-        200000,
+    const TKaBenchTimes times = KaBenchPerCall(21, 200000,
         [&] {
             CKaString copy = ka;
-            Keep(copy);
+            KaBenchKeep(copy);
         },
         [&] {
             std::wstring copy = text;
-            Keep(copy);
+            KaBenchKeep(copy);
         });
-    Report("copy a 100-character string", times, "ratio >= 5");
+    KaBenchReport("copy a 100-character string", times, "ratio >= 5");
 }
 
 void BenchSearch(unsigned long length)
@@ -93,16 +67,15 @@ void BenchSearch(unsigned long length)
     const wchar_t* foundChar = wcschr(raw, L'z');
     if (Same(label, ka.Find(L'z', pos) && foundChar &&
                         pos == static_cast<unsigned long>(foundChar - raw))) {
-        Report(label,
-               Time(
-                   rounds,
+        KaBenchReport(label,
+               KaBenchPerCall(21, rounds,
                    [&] {
                        ka.Find(L'z', pos);
-                       Keep(pos);
+                       KaBenchKeep(pos);
                    },
                    [&] {
                        const wchar_t* found = wcschr(raw, L'z');
-                       Keep(found);
+                       KaBenchKeep(found);
                    }),
                "ratio >= 0.91");
     }
@@ -112,32 +85,30 @@ void BenchSearch(unsigned long length)
     const bool foundOurs = ka.FindString(sub, pos);
     if (Same(label, foundOurs == (foundText != nullptr) &&
                         (!foundText || pos == static_cast<unsigned long>(foundText - raw)))) {
-        Report(label,
-               Time(
-                   rounds,
+        KaBenchReport(label,
+               KaBenchPerCall(21, rounds,
                    [&] {
                        ka.FindString(sub, pos);
-                       Keep(pos);
+                       KaBenchKeep(pos);
                    },
                    [&] {
                        const wchar_t* found = wcsstr(raw, sub);
-                       Keep(found);
+                       KaBenchKeep(found);
                    }),
                "ratio >= 0.91");
     }
 
     std::snprintf(label, sizeof label, "Compare %lu characters vs wcscmp", length);
     if (Same(label, Sign(ka.Compare(rawOther)) == Sign(wcscmp(raw, rawOther)))) {
-        Report(label,
-               Time(
-                   rounds,
+        KaBenchReport(label,
+               KaBenchPerCall(21, rounds,
                    [&] {
                        long order = ka.Compare(rawOther);
-                       Keep(order);
+                       KaBenchKeep(order);
                    },
                    [&] {
                        int order = wcscmp(raw, rawOther);
-                       Keep(order);
+                       KaBenchKeep(order);
                    }),
                "ratio >= 0.91");
     }
@@ -169,20 +140,20 @@ void BenchAppend()
         }
         theirs.swap(built);
     };
-    const TKaBenchTimes reserved = Time(1, library, [&] { baseline(true); });
+    const TKaBenchTimes reserved = KaBenchPerCall(21, 1, library, [&] { baseline(true); });
     if (!Same("build 1 MB by Append", std::wstring(ours.getSz(), ours.getLength()) == theirs)) {
         return;
     }
-    Report("build 1 MB by Append vs reserved wstring", reserved, "ratio >= 1");
-    Report("build 1 MB by Append vs growing wstring", Time(1, library, [&] { baseline(false); }),
-           "none, for scale");
+    KaBenchReport("build 1 MB by Append vs reserved wstring", reserved, "ratio >= 1");
+    KaBenchReport("build 1 MB by Append vs growing wstring",
+                  KaBenchPerCall(21, 1, library, [&] { baseline(false); }), "none, for scale");
 }
 
 } // namespace
 
 int main()
 {
-    std::printf("%-44s %14s %14s  (ratio = baseline / CKaString; above 1 is faster)\n",
+    std::printf("%-46s %14s %14s  (ratio = baseline / CKaString; above 1 is faster)\n",
                 "measure", "CKaString", "baseline");
     BenchCopy();
     BenchSearch(100);

@@ -69,6 +69,16 @@ int main()
     CKaString message = KaFormatMessage(L"%1 of %2", L"one", L"two");
     std::printf("%ls\n", message.getSz());
 
+    // Calendar arithmetic: a month and a day later, on the proleptic Gregorian calendar.
+    const CKaDateTime start(2024, 1, 15, 9, 30, 0, 0, 60);
+    const CKaDateTime later = start + CKaDuration(0, 1, 1, 0, 0, 0, 0);
+    long year, month, day;
+    later.GetDate(year, month, day);
+    std::printf("2024-01-15 plus one month and one day: %04ld-%02ld-%02ld, day %ld since year 0\n",
+                year, month, day, later.getDays());
+    const CKaGuid id(L"6b29fc40-ca47-1067-b31d-00dd010662da");
+    std::printf("GUID in registry form: %ls\n", id.getAsBracedString().getSz());
+
     try {
         CKaRef<CKaError> none;
         none->getCode();

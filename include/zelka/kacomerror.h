@@ -110,47 +110,4 @@ ZELKA_API void KaSetErrorInfo(CKaGuid source, const CKaGuid& guid, CKaString des
 // object says it provides it for `iid` (ISupportErrorInfo), without it otherwise.
 [[noreturn]] ZELKA_API void KaThrowComError(IUnknown* object, const CKaGuid& iid, long code);
 
-// Library access to an error that lives behind a COM interface. An object without the
-// interface is refused with E_NOINTERFACE; a failing remote property arrives through
-// KaThrowComError, with the remote object's own error information.
-class ZELKA_API CKaErrorProxy : public CKaObject
-{
-public:
-    explicit CKaErrorProxy(CKaComRef<IUnknown> object);
-    CKaString getObjectTypeInfo() override;
-
-    long getCode();
-
-protected:
-    // Calls a property of `proxied` that returns its value through an out-parameter.
-    template <class I, class T>
-    static void Read(const CKaComRef<I>& proxied, HRESULT (STDMETHODCALLTYPE I::*property)(T*),
-                     T* value)
-    {
-        const HRESULT hr = (proxied.operator->()->*property)(value);
-        if (FAILED(hr)) KaThrowComError(proxied, __uuidof(I), hr);
-    }
-
-private:
-    CKaComRef<IZELKaError> m_error;
-};
-
-class ZELKA_API CKaComErrorProxy : public CKaErrorProxy
-{
-public:
-    explicit CKaComErrorProxy(CKaComRef<IUnknown> object);
-    CKaString getObjectTypeInfo() override;
-
-    CKaGuid getGuid();
-    CKaString getSource();
-    CKaString getDescription();
-    CKaString getHelpFile();
-    unsigned long getHelpContext();
-
-private:
-    CKaString ReadText(HRESULT (STDMETHODCALLTYPE IZELKaComError::*property)(BSTR*));
-
-    CKaComRef<IZELKaComError> m_error;
-};
-
 #endif

@@ -39,20 +39,27 @@ ZELKA_API HRESULT KaComGetTypeAt(CKaObject* object, long index, BSTR* typeId);
 // method's result. Anything that is not a CKaException is E_UNEXPECTED.
 ZELKA_API HRESULT KaComFailure(const IID& iid, const wchar_t* method);
 
-// The frame of a COM property of interface `iid`: E_POINTER for a null out-pointer; otherwise
-// the value `read()` returns is stored and the result is S_OK, or read() throws and the
-// failure is reported through KaComFailure under the name `method`.
+// The frame of a COM method of interface `iid`: S_OK when `act()` returns; when it throws,
+// the failure is reported through KaComFailure under the name `method`.
+template <class Act>
+HRESULT KaComMethod(const IID& iid, const wchar_t* method, Act&& act)
+{
+    try {
+        act();
+        return S_OK;
+    } catch (...) {
+        return KaComFailure(iid, method);
+    }
+}
+
+// The frame of a COM property: E_POINTER for a null out-pointer; otherwise the value `read()`
+// returns is stored, as a method of KaComMethod.
 template <class T, class Read>
 HRESULT KaComProperty(T* out, const IID& iid, const wchar_t* method, Read&& read)
 {
     if (!out) return E_POINTER;
     *out = T();
-    try {
-        *out = read();
-        return S_OK;
-    } catch (...) {
-        return KaComFailure(iid, method);
-    }
+    return KaComMethod(iid, method, [&] { *out = read(); });
 }
 
 // IUnknown, IDispatch (through the embedded type library), ISupportErrorInfo and IZELKaObject

@@ -48,8 +48,8 @@ public:
     bool getIsEmpty() const { return getLength() == 0; }
     wchar_t getAt(unsigned long index) const;
     wchar_t operator[](unsigned long index) const { return getAt(index); }
-    // A negative index turns into one far past the length.
-    wchar_t operator[](int index) const { return getAt(static_cast<unsigned long>(index)); }
+    // A negative index is out of range.
+    wchar_t operator[](int index) const;
     wchar_t operator[](unsigned int index) const { return getAt(index); }
     void setAt(unsigned long index, wchar_t ch);
 

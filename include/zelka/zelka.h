@@ -19,6 +19,9 @@
 #include "kavariant.h"
 #include "kasafearray.h"
 #include "kaguid.h"
+#include "kaipaddress.h"
+#include "kadatetime.h"
+#include "kageometry.h"
 #include "kamodule.h"
 #include "karegkey.h"
 #include "kasync.h"
@@ -34,6 +37,9 @@
 #include "kainterfaceids.h"
 #include "kacomobject.h"
 #include "kacomerror.h"
+#include "kacomproxy.h"
+#include "kacomproxyfactory.h"
+#include "kacomobjectset.h"
 #include "katrace.h"
 #include "zelka/kaversion.h" // made by the build (src/module/kaversion.h.in)
 

@@ -1,6 +1,7 @@
 #include "com/kacomserver.h"
 #include <shlwapi.h>
 #include "zelka/kacomerror.h"
+#include "zelka/kacomobjectset.h"
 #include "zelka/kahandle.h"
 #include "zelka/kamodule.h"
 
@@ -33,6 +34,11 @@ HRESULT CreateError(REFIID iid, void** out)
 HRESULT CreateComError(REFIID iid, void** out)
 {
     return KaQueryComInterface(CKaComError::Build(S_OK, CKaComRef<IErrorInfo>()), iid, out);
+}
+
+HRESULT CreateObjectSet(REFIID iid, void** out)
+{
+    return KaQueryComInterface(CKaComObjectSet::Build(), iid, out);
 }
 
 // One creatable class: its identity in the registry and its class factory. The factories are
@@ -104,6 +110,7 @@ private:
 CKaClassFactory g_classes[] = {
     {CLSID_ZELKaError, L"Zelka.Error", L"zelka130 error", CreateError},
     {CLSID_ZELKaComError, L"Zelka.ComError", L"zelka130 COM error", CreateComError},
+    {CLSID_ZELKaObjectSet, L"Zelka.ObjectSet", L"zelka130 object set", CreateObjectSet},
 };
 
 // Type library versions are written in hexadecimal in the registry.

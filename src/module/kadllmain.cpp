@@ -1,5 +1,6 @@
 #include <windows.h>
 #include <shlobj.h>
+#include "zelka/kacomproxyfactory.h"
 #include "zelka/kaencoding.h"
 #include "zelka/kaexception.h"
 #include "zelka/kasync.h"
@@ -48,13 +49,24 @@ void DetachProcessRegistries()
 }
 
 // The process-wide COM proxy factory with its proxy creators; at detach the factory is
-// uninstalled by installing null.
+// uninstalled by installing null. Proxies still alive then keep their own factory's cache and
+// go when their holders let them go. Both steps leave an INFO entry between the attach and
+// detach entries, so a trace shows where they ran and how many proxies outlived the factory.
 void InstallComProxyFactory()
 {
+    CKaRef<CKaComObjectProxyFactory> factory = new CKaComObjectProxyFactory();
+    CKaComObjectProxyFactory::Install(factory);
+    factory->RegisterLibraryCreators();
+    TraceFromDllMain(KaTraceInfo, L"COM proxy factory installed with %lu proxy creators",
+                     factory->getCreatorCount());
 }
 
 void UninstallComProxyFactory()
 {
+    CKaRef<CKaComObjectProxyFactory> factory = CKaComObjectProxyFactory::getInstalled();
+    CKaComObjectProxyFactory::Install(nullptr);
+    TraceFromDllMain(KaTraceInfo, L"COM proxy factory uninstalled with %lu live proxies",
+                     factory ? factory->getCache()->getCount() : 0ul);
 }
 
 // The thread-local-storage manager drops the named objects of a thread that ends.

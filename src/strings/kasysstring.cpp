@@ -291,8 +291,13 @@ unsigned long CKaSysString::getLength() const
 
 wchar_t CKaSysString::getAt(unsigned long index) const
 {
-    if (index >= getLength()) throw CKaCodeException(KA_E_INDEX_OUT_OF_RANGE);
+    KaCheckIndex(index, getLength());
     return m_node->bstr[index];
+}
+
+wchar_t CKaSysString::operator[](int index) const
+{
+    return getAt(KaCheckedIndex(index));
 }
 
 void CKaSysString::setAt(unsigned long index, wchar_t ch)

@@ -9,7 +9,7 @@
 namespace {
 
 // Error information whose every read fails with the same code.
-class CKaFailingErrorInfo final : public IErrorInfo
+class CKaFailingErrorInfo final : public CKaTestComObject<IErrorInfo>
 {
 public:
     explicit CKaFailingErrorInfo(HRESULT failure) : m_failure(failure) {}
@@ -21,13 +21,6 @@ public:
         AddRef();
         return S_OK;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_count; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        if (--m_count) return m_count;
-        delete this;
-        return 0;
-    }
     HRESULT STDMETHODCALLTYPE GetGUID(GUID*) override { return m_failure; }
     HRESULT STDMETHODCALLTYPE GetSource(BSTR*) override { return m_failure; }
     HRESULT STDMETHODCALLTYPE GetDescription(BSTR*) override { return m_failure; }
@@ -36,7 +29,6 @@ public:
 
 private:
     HRESULT m_failure;
-    ULONG m_count = 0;
 };
 
 CKaComRef<IErrorInfo> SomeErrorInfo(const wchar_t* description)

@@ -11,6 +11,27 @@ public:
     void TearDown() override { CoUninitialize(); }
 };
 
+// The counting of a COM object written by a test, on its interface I: it deletes itself at its
+// last release.
+template <class I>
+class CKaTestComObject : public I
+{
+public:
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_count; }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        if (--m_count) return m_count;
+        delete this;
+        return 0;
+    }
+
+protected:
+    virtual ~CKaTestComObject() = default;
+
+private:
+    ULONG m_count = 0;
+};
+
 // A BSTR the test owns.
 class CKaTestBstr
 {

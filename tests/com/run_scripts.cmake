@@ -4,7 +4,7 @@
 # Arguments: WINE (the launcher, "|"-separated), BIN (folder of zelka130.dll), SCRIPTS, IDL,
 # WORK (a scratch folder).
 string(REPLACE "|" ";" wine "${WINE}")
-set(progids Zelka.Error Zelka.ComError)
+set(progids Zelka.Error Zelka.ComError Zelka.ObjectSet)
 
 # Wine's programs take Windows paths: each runs in the folder of the files it is given.
 function(run_in folder)

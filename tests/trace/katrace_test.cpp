@@ -493,12 +493,20 @@ TEST(KaDllMain, AHostProcessLeavesAttachAndDetachEntries)
     ASSERT_EQ(0, _wspawnl(_P_WAIT, host, host, nullptr));
 
     const TLines lines = ReadLines(folder.File(L"zelka130.trc"));
-    ASSERT_EQ(11u, lines.size());
+    ASSERT_EQ(13u, lines.size());
     EXPECT_EQ(TLines{""} + StartBlock("Starting trace at 0000-00-00 00:00:00.000"),
               TLines(lines.begin(), lines.begin() + 9));
-    // Time and thread are the host's own.
-    const std::string entry = "|INFO |DLL|     |DllMain" + std::string(23, ' ') +
-                              "|ZELKA DLL version 1.30.2.23 ";
-    EXPECT_EQ(entry + "attached to process", lines[9].substr(lines[9].find('|', 13)));
-    EXPECT_EQ(entry + "detached from process", lines[10].substr(lines[10].find('|', 13)));
+    // Time and thread are the host's own. The proxy factory comes after the other start-up
+    // steps and goes before the other shut-down steps.
+    const std::string entry = "|INFO |DLL|     |DllMain" + std::string(23, ' ') + "|";
+    const std::string version = entry + "ZELKA DLL version 1.30.2.23 ";
+    TLines entries;
+    for (size_t i = 9; i < lines.size(); ++i) {
+        entries.push_back(lines[i].substr(lines[i].find('|', 13)));
+    }
+    EXPECT_EQ((TLines{version + "attached to process",
+                      entry + "COM proxy factory installed with 4 proxy creators",
+                      entry + "COM proxy factory uninstalled with 0 live proxies",
+                      version + "detached from process"}),
+              entries);
 }

@@ -108,6 +108,33 @@ TEST_F(KaGuid, MalformedTextThrowsThePlatformsCodeAndKeepsTheValue)
     // Text after a 0 character is not silently dropped.
     const CKaString hidden(L"00112233-4455-6677-8899-AABBCCDDEEFF\0x", 38);
     EXPECT_EQ(CO_E_CLASSSTRING, ThrownCode([&] { CKaGuid{hidden}; }));
+    const CKaString hiddenBraced(L"{00112233-4455-6677-8899-AABBCCDDEEFF}\0x", 40);
+    EXPECT_EQ(CO_E_CLASSSTRING, ThrownCode([&] { CKaGuid{hiddenBraced}; }));
+}
+
+TEST_F(KaGuid, MutatedTextGetsThePlatformsVerdict)
+{
+    // One or two characters of a valid text changed at random: whatever the platform makes of
+    // the braced text, the parse gives the same value or the same code.
+    std::mt19937 random(41);
+    const std::wstring valid = PlatformText(g_sample);
+    const wchar_t alphabet[] = L"0123456789abcdefABCDEFgG{}- x";
+    for (int i = 0; i < 3000; ++i) {
+        std::wstring text = random() % 2 ? valid : valid.substr(1, 36);
+        for (int k = 0; k < 1 + static_cast<int>(random() % 2); ++k) {
+            text[random() % text.size()] = alphabet[random() % (sizeof(alphabet) / 2 - 1)];
+        }
+        SCOPED_TRACE(testing::PrintToString(text));
+        const std::wstring braced = text[0] == L'{' ? text : L"{" + text + L"}";
+        GUID expected;
+        const HRESULT verdict = CLSIDFromString(braced.c_str(), &expected);
+        CKaGuid parsed;
+        ASSERT_EQ(FAILED(verdict) ? verdict : S_OK,
+                  ThrownCode([&] { parsed = CKaString(text.c_str()); }));
+        if (SUCCEEDED(verdict)) {
+            ASSERT_TRUE(parsed == expected);
+        }
+    }
 }
 
 TEST_F(KaGuid, ProgrammaticIdentifiers)

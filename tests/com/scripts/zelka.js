@@ -30,5 +30,25 @@ try {
     check(failure.description === "get_TypeAt", "description " + failure.description);
 }
 
+// An object set built by the script, walked with an Enumerator over its own copy.
+var s = new ActiveXObject("Zelka.ObjectSet");
+s.Add(e);
+s.Add(c);
+check(s.Count === 2, "set count " + s.Count);
+var types = [];
+for (var en = new Enumerator(s); !en.atEnd(); en.moveNext()) {
+    types.push(en.item().TypeAt(0));
+    s.Remove(0);
+}
+check(types.join(" ") === "zel.core.main.error zel.core.main.comerror", "Enumerator gave " + types);
+check(s.Count === 0, "count after removing " + s.Count);
+try {
+    var none = s.Item(0);
+    check(false, "Item of an empty set gave " + none);
+} catch (failure) {
+    check((failure.number >>> 0) === 0xC2000002,
+          "Item of an empty set gave " + (failure.number >>> 0).toString(16));
+}
+
 if (failures === 0) WScript.Echo("jscript: all checks passed");
 WScript.Quit(failures);

@@ -44,5 +44,33 @@ Check Err.Number <> 0, "Code is read-only"
 Err.Clear
 On Error GoTo 0
 
+' An object set built by the script, walked with For Each over its own copy.
+Dim s, item, codes
+Set s = CreateObject("Zelka.ObjectSet")
+Check s.TypeAt(0) = "zel.core.com.objectset", "set type " & s.TypeAt(0)
+s.Add e
+s.Add c
+s.Add CreateObject("Zelka.ObjectSet")
+Check s.Count = 3, "set count " & s.Count
+Check s.Item(1).TypeAt(0) = "zel.core.main.comerror", "second item " & s.Item(1).TypeAt(0)
+Check s(0).Code = 0, "the default member is Item"
+codes = ""
+For Each item In s
+    codes = codes & item.TypeAt(0) & " "
+    s.Clear
+Next
+Check codes = "zel.core.main.error zel.core.main.comerror zel.core.com.objectset ", _
+      "For Each gave " & codes
+Check s.Count = 0, "count after Clear " & s.Count
+On Error Resume Next
+Set item = s.Item(0)
+Check Err.Number = &HC2000002, "Item of an empty set gave " & Hex(Err.Number)
+Check Err.Description = "get_Item", "Item description " & Err.Description
+Err.Clear
+s.Remove 0
+Check Err.Number = &HC2000002, "Remove of an empty set gave " & Hex(Err.Number)
+Err.Clear
+On Error GoTo 0
+
 If failures = 0 Then WScript.Echo "vbscript: all checks passed"
 WScript.Quit failures
