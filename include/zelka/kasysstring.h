@@ -194,6 +194,8 @@ private:
     // A copy of the text to edit, and the edited text put back exactly as long as it is.
     CKaString EditableText();
     void StoreText(const CKaString& text);
+    template <class F>
+    void Edit(F edit);
 
     TKaSysStringNode* m_node;
 };

@@ -105,151 +105,118 @@ CKaSysString CKaSysString::ExceptLeftExcluding(const wchar_t* set) const
 
 // ---- changes in place ------------------------------------------------------------------------
 
-void CKaSysString::ExtractLeft(unsigned long count)
+// Every edit runs on a CKaString copy, which holds the editing rules, and is stored back.
+template <class F>
+void CKaSysString::Edit(F edit)
 {
     CKaString edited = EditableText();
-    edited.ExtractLeft(count);
+    edit(edited);
     StoreText(edited);
+}
+
+void CKaSysString::ExtractLeft(unsigned long count)
+{
+    Edit([&](CKaString& edited) { edited.ExtractLeft(count); });
 }
 
 void CKaSysString::ExtractRight(unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.ExtractRight(count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.ExtractRight(count); });
 }
 
 void CKaSysString::ExtractMid(unsigned long index)
 {
-    CKaString edited = EditableText();
-    edited.ExtractMid(index);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.ExtractMid(index); });
 }
 
 void CKaSysString::ExtractMid(unsigned long index, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.ExtractMid(index, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.ExtractMid(index, count); });
 }
 
 void CKaSysString::Extract(unsigned long index, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Extract(index, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Extract(index, count); });
 }
 
 void CKaSysString::ExtractLeftIncluding(const wchar_t* set)
 {
-    CKaString edited = EditableText();
-    edited.ExtractLeftIncluding(set);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.ExtractLeftIncluding(set); });
 }
 
 void CKaSysString::ExtractLeftExcluding(const wchar_t* set)
 {
-    CKaString edited = EditableText();
-    edited.ExtractLeftExcluding(set);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.ExtractLeftExcluding(set); });
 }
 
 void CKaSysString::DeleteLeft(unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.DeleteLeft(count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.DeleteLeft(count); });
 }
 
 void CKaSysString::DeleteRight(unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.DeleteRight(count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.DeleteRight(count); });
 }
 
 void CKaSysString::DeleteMid(unsigned long index)
 {
-    CKaString edited = EditableText();
-    edited.DeleteMid(index);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.DeleteMid(index); });
 }
 
 void CKaSysString::DeleteMid(unsigned long index, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.DeleteMid(index, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.DeleteMid(index, count); });
 }
 
 void CKaSysString::Delete(unsigned long index, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Delete(index, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Delete(index, count); });
 }
 
 void CKaSysString::DeleteLeftIncluding(const wchar_t* set)
 {
-    CKaString edited = EditableText();
-    edited.DeleteLeftIncluding(set);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.DeleteLeftIncluding(set); });
 }
 
 void CKaSysString::DeleteLeftExcluding(const wchar_t* set)
 {
-    CKaString edited = EditableText();
-    edited.DeleteLeftExcluding(set);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.DeleteLeftExcluding(set); });
 }
 
 void CKaSysString::Insert(unsigned long index, const wchar_t* text)
 {
-    CKaString edited = EditableText();
-    edited.Insert(index, text);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Insert(index, text); });
 }
 
 void CKaSysString::Insert(unsigned long index, const wchar_t* text, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Insert(index, text, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Insert(index, text, count); });
 }
 
 void CKaSysString::Insert(unsigned long index, wchar_t ch, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Insert(index, ch, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Insert(index, ch, count); });
 }
 
 void CKaSysString::Overwrite(unsigned long index, const wchar_t* text)
 {
-    CKaString edited = EditableText();
-    edited.Overwrite(index, text);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Overwrite(index, text); });
 }
 
 void CKaSysString::Overwrite(unsigned long index, const wchar_t* text, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Overwrite(index, text, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Overwrite(index, text, count); });
 }
 
 void CKaSysString::Overwrite(unsigned long index, wchar_t ch, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Overwrite(index, ch, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Overwrite(index, ch, count); });
 }
 
 void CKaSysString::SetLengthFill(unsigned long length, wchar_t ch)
 {
-    CKaString edited = EditableText();
-    edited.SetLengthFill(length, ch);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.SetLengthFill(length, ch); });
 }
 
 void CKaSysString::Insert(unsigned long index, const CKaSysString& text)
@@ -273,23 +240,17 @@ void CKaSysString::Append(const CKaSysString& text)
 
 void CKaSysString::Append(const wchar_t* text)
 {
-    CKaString edited = EditableText();
-    edited.Append(text);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Append(text); });
 }
 
 void CKaSysString::Append(const wchar_t* text, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Append(text, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Append(text, count); });
 }
 
 void CKaSysString::Append(wchar_t ch, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Append(ch, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Append(ch, count); });
 }
 
 void CKaSysString::Prepend(const CKaSysString& text)
@@ -300,23 +261,17 @@ void CKaSysString::Prepend(const CKaSysString& text)
 
 void CKaSysString::Prepend(const wchar_t* text)
 {
-    CKaString edited = EditableText();
-    edited.Prepend(text);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Prepend(text); });
 }
 
 void CKaSysString::Prepend(const wchar_t* text, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Prepend(text, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Prepend(text, count); });
 }
 
 void CKaSysString::Prepend(wchar_t ch, unsigned long count)
 {
-    CKaString edited = EditableText();
-    edited.Prepend(ch, count);
-    StoreText(edited);
+    Edit([&](CKaString& edited) { edited.Prepend(ch, count); });
 }
 
 CKaSysString& CKaSysString::operator+=(const CKaSysString& text)
